@@ -1,0 +1,71 @@
+#include <QJsonObject>
+
+#include "Command.h"
+#include "Library/CaptureTimeReader.h"
+#include "Support/FileStat.h"
+#include "Support/Paths.h"
+
+namespace vantelor::cli {
+
+class DatesCommand final : public Command {
+public:
+    QString name() const override { return QStringLiteral("dates"); }
+    QString summary() const override { return QStringLiteral("Fecha de captura EXIF de cada foto, en UTC."); }
+
+    int run(const QStringList& arguments) override
+    {
+        QCommandLineParser parser;
+        const int early = parseArguments(parser, arguments,
+            QStringLiteral("Escribe la fecha de captura (EXIF DateTimeOriginal, leída como UTC) de cada RUTA. "
+                           "Una carpeta significa sus fotos, en el orden del explorador."),
+            QStringLiteral("RUTA…"), 1);
+        if (early >= 0)
+            return early;
+
+        QList<PhotoItem> photos;
+        for (const QString& argument : parser.positionalArguments()) {
+            const QString path = Paths::clean(argument);
+            const auto st = FileStat::read(path, /*followLinks=*/true);
+            if (!st) {
+                Io::err(st.message());
+                return failed;
+            }
+            if (st->isDirectory()) {
+                const Result<ScanSnapshot> snapshot = scanToEnd(path);
+                if (!snapshot) {
+                    Io::err(snapshot.message());
+                    return failed;
+                }
+                photos += snapshot->photos;
+            } else {
+                photos.append(PhotoItem(path, st->size, st->created, st->modified, st->resourceID()));
+            }
+        }
+
+        CaptureTimeReader reader;
+        const CaptureTimeReader::Table table = reader.read(photos).result();
+
+        if (parser.isSet(QStringLiteral("json"))) {
+            QJsonObject dates;
+            for (const PhotoItem& photo : photos)
+                if (table.contains(photo.url))
+                    dates.insert(Paths::jsonText(photo.url), Io::isoDate(table.value(photo.url)));
+            Io::json(QJsonObject{{QStringLiteral("dates"), dates}});
+            return success;
+        }
+        QString text;
+        for (const PhotoItem& photo : photos) {
+            const auto it = table.constFind(photo.url);
+            text += QStringLiteral("%1  %2\n")
+                        .arg(it == table.cend() ? QStringLiteral("—                   ") : Io::isoDate(*it), photo.url);
+        }
+        text.chop(1);
+        if (!text.isEmpty())
+            Io::out(text);
+        return success;
+    }
+};
+
+VANTELOR_CLI_COMMAND(DatesCommand)
+
+} // namespace vantelor::cli

@@ -1,0 +1,63 @@
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include "Command.h"
+#include "Support/Paths.h"
+
+namespace vantelor::cli {
+
+class ScanCommand final : public Command {
+public:
+    QString name() const override { return QStringLiteral("scan"); }
+    QString summary() const override { return QStringLiteral("Lista las fotos de una carpeta en el orden del explorador."); }
+
+    int run(const QStringList& arguments) override
+    {
+        QCommandLineParser parser;
+        const int early = parseArguments(parser, arguments,
+            QStringLiteral("Lista las fotos de CARPETA (sin subcarpetas ni archivos ocultos), con su tamaño en bytes, "
+                           "su fecha de creación y su fecha de modificación (UTC)."),
+            QStringLiteral("CARPETA"), 1);
+        if (early >= 0)
+            return early;
+        const QString folder = Paths::clean(parser.positionalArguments().first());
+        const Result<ScanSnapshot> snapshot = scanToEnd(folder);
+        if (!snapshot) {
+            Io::err(snapshot.message());
+            return failed;
+        }
+
+        if (parser.isSet(QStringLiteral("json"))) {
+            QJsonArray photos;
+            for (const PhotoItem& photo : snapshot->photos) {
+                photos.append(QJsonObject{
+                    {QStringLiteral("path"), Paths::jsonText(photo.url)},
+                    {QStringLiteral("name"), Paths::jsonText(photo.name())},
+                    {QStringLiteral("bytes"), double(photo.byteSize)},
+                    {QStringLiteral("created"), Io::isoDate(photo.created)},
+                    {QStringLiteral("modified"), Io::isoDate(photo.modified)},
+                });
+            }
+            Io::json(QJsonObject{{QStringLiteral("folder"), Paths::jsonText(folder)},
+                                 {QStringLiteral("photos"), photos},
+                                 {QStringLiteral("skipped"), snapshot->skippedCount}});
+            return success;
+        }
+
+        QString text;
+        for (const PhotoItem& photo : snapshot->photos) {
+            text += QStringLiteral("%1  %2  %3  %4\n")
+                        .arg(photo.byteSize, 12)
+                        .arg(Io::isoDate(photo.created), Io::isoDate(photo.modified), photo.url);
+        }
+        text += QStringLiteral("%1 fotos").arg(snapshot->photos.size());
+        if (snapshot->skippedCount > 0)
+            text += QStringLiteral(" • %1 omitidos").arg(snapshot->skippedCount);
+        Io::out(text);
+        return success;
+    }
+};
+
+VANTELOR_CLI_COMMAND(ScanCommand)
+
+} // namespace vantelor::cli

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+
+#include <QByteArray>
+#include <QString>
+
+namespace vantelor {
+
+// A file opened read-only for bounded random reads (pread). Counts the bytes it has read, so
+// that tests can prove a parser reads no more than it should. Not shared between threads.
+class FileReader {
+public:
+    static std::optional<FileReader> open(const QString& path);
+
+    FileReader(FileReader&& other) noexcept;
+    FileReader& operator=(FileReader&& other) noexcept;
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
+    ~FileReader();
+
+    qint64 size() const { return m_size; }
+    // Up to `length` bytes at `offset`; shorter at the end of the file, empty past it or on error.
+    QByteArray read(qint64 offset, qint64 length);
+    qint64 bytesRead() const { return m_bytesRead; }
+    int descriptor() const { return m_fd; }
+
+private:
+    FileReader(int fd, qint64 size) : m_fd(fd), m_size(size) {}
+
+    int m_fd = -1;
+    qint64 m_size = 0;
+    qint64 m_bytesRead = 0;
+};
+
+} // namespace vantelor

@@ -1,0 +1,10 @@
+# Every dependency is a Debian 12 package (scripts/install-deps.sh installs them).
+set(CMAKE_AUTOMOC ON)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Concurrent)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)
+pkg_check_modules(LIBRAW REQUIRED IMPORTED_TARGET libraw_r)
+pkg_check_modules(LIBHEIF REQUIRED IMPORTED_TARGET libheif)
+pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
+pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)

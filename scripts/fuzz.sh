@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang-14 and runs each for the given number of seconds
+# (default 30), starting from the seeds that Fuzz/seeds/<name>/ holds, if any.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+seconds=${1:-30}
+export CCACHE_BASEDIR="$root"
+cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTELOR_FUZZ=ON \
+  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 >/dev/null
+cmake --build build-fuzz -j "$(nproc)"
+shopt -s nullglob
+for fuzzer in build-fuzz/Fuzz/fuzz-*; do
+  name=${fuzzer##*/fuzz-}
+  corpus="build-fuzz/corpus-$name"
+  mkdir -p "$corpus"
+  seeds=()
+  [ -d "Fuzz/seeds/$name" ] && seeds=("Fuzz/seeds/$name")
+  echo "-- fuzz-$name: ${seconds} s"
+  "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 -rss_limit_mb=2048 "$corpus" "${seeds[@]}" 2>&1 \
+    | grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|==|SUMMARY|ERROR)' || true
+  [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "fuzz-$name encontró un fallo"; exit 1; }
+done

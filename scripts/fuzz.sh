@@ -17,7 +17,13 @@ for fuzzer in build-fuzz/Fuzz/fuzz-*; do
   seeds=()
   [ -d "Fuzz/seeds/$name" ] && seeds=("Fuzz/seeds/$name")
   echo "-- fuzz-$name: ${seconds} s"
-  "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 -rss_limit_mb=2048 "$corpus" "${seeds[@]}" 2>&1 \
-    | grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|==|SUMMARY|ERROR)' || true
-  [ "${PIPESTATUS[0]}" -eq 0 ] || { echo "fuzz-$name encontró un fallo"; exit 1; }
+  log="build-fuzz/fuzz-$name.log"
+  status=0
+  "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 -rss_limit_mb=2048 "$corpus" "${seeds[@]}" >"$log" 2>&1 || status=$?
+  grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|SUMMARY)' "$log" || true
+  if [ "$status" -ne 0 ]; then
+    tail -n 60 "$log"
+    echo "fuzz-$name encontró un fallo"
+    exit 1
+  fi
 done

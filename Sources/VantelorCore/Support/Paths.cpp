@@ -63,10 +63,16 @@ QString decode(const QByteArray& bytes)
     return out;
 }
 
+// A low surrogate right after a high one belongs to a real pair, not an escaped byte.
+bool escapedAt(const QString& path, qsizetype i)
+{
+    return isEscape(path.at(i).unicode()) && !(i > 0 && path.at(i - 1).isHighSurrogate());
+}
+
 bool hasEscapedBytes(const QString& path)
 {
-    for (QChar c : path)
-        if (isEscape(c.unicode()))
+    for (qsizetype i = 0; i < path.size(); ++i)
+        if (escapedAt(path, i))
             return true;
     return false;
 }
@@ -80,9 +86,7 @@ QByteArray encode(const QString& path)
     qsizetype runStart = 0;
     for (qsizetype i = 0; i < path.size(); ++i) {
         const char16_t c = path.at(i).unicode();
-        // A low surrogate right after a high one belongs to a real pair, not an escaped byte.
-        const bool paired = i > 0 && path.at(i - 1).isHighSurrogate();
-        if (isEscape(c) && !paired) {
+        if (escapedAt(path, i)) {
             out.append(QStringView(path).mid(runStart, i - runStart).toUtf8());
             out.append(char(c - escapeBase));
             runStart = i + 1;
@@ -143,7 +147,7 @@ QString displayText(const QString& path)
         return path;
     QString out = path;
     for (qsizetype i = 0; i < out.size(); ++i)
-        if (isEscape(out.at(i).unicode()) && !(i > 0 && out.at(i - 1).isHighSurrogate()))
+        if (escapedAt(path, i))
             out[i] = QChar(QChar::ReplacementCharacter);
     return out;
 }
@@ -155,7 +159,7 @@ QString jsonText(const QString& path)
     QString out;
     for (qsizetype i = 0; i < path.size(); ++i) {
         const char16_t c = path.at(i).unicode();
-        if (isEscape(c) && !(i > 0 && path.at(i - 1).isHighSurrogate()))
+        if (escapedAt(path, i))
             out += QStringLiteral("%%1").arg(int(c - escapeBase), 2, 16, QLatin1Char('0')).toUpper();
         else
             out += path.at(i);

@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QSet>
+
+#include "Library/FolderIndexer.h"
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+
+using namespace vantelor;
+using vantelor::test::Sandbox;
+
+namespace {
+
+Result<ScanSnapshot> next(FolderIndexer& indexer)
+{
+    return indexer.nextBatch().result();
+}
+
+// Every batch until the end; checks on the way that each snapshot is sorted and only grows.
+ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
+{
+    for (int calls = 0; calls < 100000; ++calls) {
+        const auto snapshot = next(indexer);
+        EXPECT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
+        if (!snapshot.ok())
+            return {};
+        EXPECT_TRUE(std::is_sorted(snapshot->photos.begin(), snapshot->photos.end(), PhotoItem::ordered));
+        if (counts)
+            counts->append(int(snapshot->photos.size()));
+        if (snapshot->finished)
+            return *snapshot;
+    }
+    ADD_FAILURE() << "the scan never finished";
+    return {};
+}
+
+} // namespace
+
+TEST(FolderIndexer, AnEmptyFolderFinishesAtOnce)
+{
+    Sandbox box;
+    FolderIndexer indexer(box.path(), 256);
+    const auto snapshot = next(indexer);
+    ASSERT_TRUE(snapshot.ok());
+    EXPECT_TRUE(snapshot->photos.isEmpty());
+    EXPECT_TRUE(snapshot->finished);
+    EXPECT_EQ(snapshot->skippedCount, 0);
+}
+
+TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
+{
+    Sandbox box;
+    // Written in reverse so that the folder's own order is not already the sorted one.
+    for (int i = 600; i >= 1; --i)
+        box.write(QStringLiteral("DSC_%1.NEF").arg(i), "n");
+    FolderIndexer indexer(box.path(), 256);
+    QList<int> counts;
+    const ScanSnapshot last = scanAll(indexer, &counts);
+    ASSERT_GE(counts.size(), 3);
+    EXPECT_EQ(counts.mid(0, 3), (QList<int>{256, 512, 600}));
+    EXPECT_EQ(last.photos.size(), 600);
+    EXPECT_EQ(last.photos.first().name(), QStringLiteral("DSC_1.NEF"));
+    EXPECT_EQ(last.photos.last().name(), QStringLiteral("DSC_600.NEF"));
+
+    // After the end, a call examines nothing and repeats the list.
+    const auto again = next(indexer);
+    ASSERT_TRUE(again.ok());
+    EXPECT_TRUE(again->finished);
+    EXPECT_EQ(again->photos, last.photos);
+}
+
+TEST(FolderIndexer, EveryEntryUsesATurnSoABatchMayHoldNoPhoto)
+{
+    Sandbox box;
+    for (int i = 0; i < 300; ++i)
+        box.write(QStringLiteral("notes-%1.txt").arg(i), "t");
+    for (int i = 0; i < 5; ++i)
+        box.write(QStringLiteral("z%1.jpg").arg(i), "j");
+    FolderIndexer indexer(box.path(), 10);
+    QList<int> counts;
+    const ScanSnapshot last = scanAll(indexer, &counts);
+    EXPECT_EQ(last.photos.size(), 5);
+    EXPECT_GE(counts.size(), 31); // 305 entries, ten per call
+    EXPECT_EQ(last.skippedCount, 0);
+}
+
+TEST(FolderIndexer, SubfoldersHiddenFilesAndLinksNeverAppear)
+{
+    Sandbox box;
+    box.write(QStringLiteral("keep.nef"), "n");
+    box.write(QStringLiteral(".hidden.nef"), "n");
+    box.write(QStringLiteral("sub/inner.nef"), "n");
+    box.write(QStringLiteral(".cache/inner.jpg"), "j");
+    box.mkdir(QStringLiteral("folder.jpg"));
+    box.symlink(box.file(QStringLiteral("keep.nef")), QStringLiteral("link.nef"));
+    box.symlink(box.file(QStringLiteral("nowhere.nef")), QStringLiteral("dangling.nef"));
+    FolderIndexer indexer(box.path(), 1); // one entry per call: every path through the loop
+    const ScanSnapshot last = scanAll(indexer);
+    ASSERT_EQ(last.photos.size(), 1);
+    EXPECT_EQ(last.photos.first().url, box.file(QStringLiteral("keep.nef")));
+    EXPECT_EQ(last.skippedCount, 0);
+}
+
+TEST(FolderIndexer, BatchSizesBelowTwoMeanOne)
+{
+    for (int size : {0, -5, 1})
+        EXPECT_EQ(FolderIndexer(QStringLiteral("/tmp"), size).batchSize(), 1) << size;
+    Sandbox box;
+    box.write(QStringLiteral("a.nef"), "n");
+    box.write(QStringLiteral("b.nef"), "n");
+    FolderIndexer indexer(box.path(), 0);
+    const auto first = next(indexer);
+    ASSERT_TRUE(first.ok());
+    EXPECT_EQ(first->photos.size(), 1);
+    EXPECT_FALSE(first->finished);
+}
+
+TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessage)
+{
+    Sandbox box;
+    const QString file = box.write(QStringLiteral("photo.nef"), "n");
+    const QString missing = box.file(QStringLiteral("missing"));
+    QStringList folders{file, missing};
+    QString locked;
+    if (geteuid() != 0) { // root reads any folder
+        locked = box.mkdir(QStringLiteral("locked"));
+        chmod(Paths::encode(locked).constData(), 0);
+        folders << locked;
+    }
+    for (const QString& folder : folders) {
+        FolderIndexer indexer(folder, 256);
+        const auto snapshot = next(indexer);
+        ASSERT_FALSE(snapshot.ok()) << folder.toStdString();
+        EXPECT_EQ(snapshot.message(), QStringLiteral("Carpeta no disponible o ilegible: ") + folder);
+        // A failed first call leaves the indexer unstarted: it tries again, and fails again.
+        EXPECT_FALSE(next(indexer).ok());
+    }
+    if (!locked.isEmpty())
+        chmod(Paths::encode(locked).constData(), 0755);
+}
+
+TEST(FolderIndexer, CancelledIndexersAndCancelledCallsFail)
+{
+    Sandbox box;
+    for (int i = 0; i < 20; ++i)
+        box.write(QStringLiteral("p%1.jpg").arg(i), "j");
+
+    FolderIndexer indexer(box.path(), 256);
+    ASSERT_TRUE(scanAll(indexer).finished);
+    indexer.cancel().waitForFinished();
+    const auto afterCancel = next(indexer);
+    ASSERT_FALSE(afterCancel.ok());
+    EXPECT_TRUE(isCancelled(afterCancel.failure()));
+
+    // A call whose task is cancelled mid-batch keeps nothing of that batch.
+    FolderIndexer partial(box.path(), 5);
+    int turns = 0;
+    const auto cancelled = partial.nextBatchNow([&turns] { return ++turns > 3; });
+    ASSERT_FALSE(cancelled.ok());
+    EXPECT_TRUE(isCancelled(cancelled.failure()));
+    const auto resumed = partial.nextBatchNow({});
+    ASSERT_TRUE(resumed.ok());
+    EXPECT_LE(resumed->photos.size(), 5);
+}
+
+TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
+{
+    Sandbox box;
+    const QString folder = box.mkdir(QStringLiteral("shoot"));
+    for (int i = 0; i < 5; ++i)
+        box.write(QStringLiteral("shoot/v%1.nef").arg(i), "n");
+    box.write(QStringLiteral("shoot/readme.txt"), "t");
+    FolderIndexer indexer(folder, 1);
+    ASSERT_TRUE(next(indexer).ok()); // the listing is open and buffered now
+    for (int i = 0; i < 5; ++i)
+        unlink(Paths::encode(box.file(QStringLiteral("shoot/v%1.nef").arg(i))).constData());
+    unlink(Paths::encode(box.file(QStringLiteral("shoot/readme.txt"))).constData());
+    rmdir(Paths::encode(folder).constData()); // the folder itself goes too
+    const ScanSnapshot last = scanAll(indexer);
+    EXPECT_EQ(last.photos.size() + last.skippedCount, 5);
+    EXPECT_GE(last.skippedCount, 4);
+}
+
+TEST(FolderIndexer, NamesThatAreNotUtf8AreListedAndUsable)
+{
+    Sandbox box;
+    const QString name = Paths::decode("caf\xe9-\xff.NEF");
+    box.write(name, "raw bytes");
+    box.write(QStringLiteral("café.NEF"), "other");
+    FolderIndexer indexer(box.path(), 256);
+    const ScanSnapshot last = scanAll(indexer);
+    ASSERT_EQ(last.photos.size(), 2);
+    QSet<QString> urls;
+    for (const PhotoItem& photo : last.photos)
+        urls.insert(photo.url);
+    const QString expected = box.file(name);
+    ASSERT_TRUE(urls.contains(expected));
+    EXPECT_EQ(Paths::encode(expected), Paths::encode(box.path()) + "/caf\xe9-\xff.NEF");
+    EXPECT_EQ(vantelor::test::readFile(expected), QByteArray("raw bytes"));
+    const auto again = PhotoItem::inspect(expected);
+    ASSERT_TRUE(again.ok() && again->has_value());
+}
+
+TEST(FolderIndexer, MergeKeepsListedItemsFirstOnEqualKeys)
+{
+    auto photo = [](const char* path, const char* id) {
+        return PhotoItem(QString::fromUtf8(path), 1, QDateTime(), QDateTime(), QString::fromUtf8(id));
+    };
+    const QList<PhotoItem> existing{photo("/f/a.nef", "old"), photo("/f/c.nef", "1"), photo("/f/e.nef", "2")};
+    const QList<PhotoItem> batch{photo("/f/a.nef", "new"), photo("/f/b.nef", "3"), photo("/f/f.nef", "4")};
+    const QList<PhotoItem> merged = FolderIndexer::merge(existing, batch);
+    QStringList ids;
+    for (const auto& p : merged)
+        ids << p.resourceID;
+    EXPECT_EQ(ids, (QStringList{"old", "new", "3", "1", "2", "4"}));
+    EXPECT_EQ(FolderIndexer::merge({}, batch), batch);
+    EXPECT_EQ(FolderIndexer::merge(existing, {}), existing);
+    // The caller's copy of the list stays intact when it is shared.
+    const QList<PhotoItem> shared = existing;
+    (void)FolderIndexer::merge(shared, batch);
+    EXPECT_EQ(shared, existing);
+}

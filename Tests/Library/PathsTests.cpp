@@ -1,0 +1,46 @@
+#include <gtest/gtest.h>
+
+#include "Support/Paths.h"
+
+using namespace vantelor;
+
+TEST(Paths, EveryByteSequenceSurvivesTheRoundTrip)
+{
+    const QByteArray rows[] = {
+        "/tmp/plain.nef",
+        "/tmp/acentuada-\xc3\xa9.nef",
+        "/tmp/latin1-\xe9.nef",                 // ISO-8859-1 é: not UTF-8
+        "/tmp/\xff\xfe\x80.nef",
+        "/tmp/truncated-\xe2\x82.nef",          // a cut three-byte sequence
+        "/tmp/overlong-\xc0\xaf.nef",
+        "/tmp/surrogate-\xed\xa0\x80.nef",      // UTF-8 of U+D800 is not valid
+        "/tmp/emoji-\xf0\x9f\x93\xb7.nef",
+        "/tmp/emoji-then-bad-\xf0\x9f\x93\xb7\xdc.nef",
+    };
+    for (const QByteArray& bytes : rows) {
+        const QString path = Paths::decode(bytes);
+        EXPECT_EQ(Paths::encode(path), bytes) << bytes.toHex().constData();
+        EXPECT_EQ(Paths::hasEscapedBytes(path), !QUtf8StringView(bytes).isValidUtf8()) << bytes.toHex().constData();
+    }
+}
+
+TEST(Paths, TextFormsOfNamesThatAreNotUtf8)
+{
+    const QString path = Paths::decode("/f/a\xe9 b.nef");
+    EXPECT_EQ(Paths::jsonText(path), QStringLiteral("/f/a%E9 b.nef"));
+    EXPECT_EQ(Paths::displayText(path), QStringLiteral("/f/a\uFFFD b.nef"));
+    EXPECT_EQ(Paths::fileUrl(path), QStringLiteral("file:///f/a%E9%20b.nef"));
+    EXPECT_EQ(Paths::fromFileUrl(Paths::fileUrl(path)), path);
+    EXPECT_EQ(Paths::fileUrl(QStringLiteral("/f/é.nef")), QStringLiteral("file:///f/%C3%A9.nef"));
+}
+
+TEST(Paths, NameParts)
+{
+    EXPECT_EQ(Paths::fileName(QStringLiteral("/a/DSC_1.NEF")), QStringLiteral("DSC_1.NEF"));
+    EXPECT_EQ(Paths::suffix(QStringLiteral("/a/DSC_1.NEF")), QStringLiteral("NEF"));
+    EXPECT_EQ(Paths::baseName(QStringLiteral("/a/DSC_1.x.NEF")), QStringLiteral("DSC_1.x"));
+    EXPECT_EQ(Paths::suffix(QStringLiteral("/a/.hidden")), QString());
+    EXPECT_EQ(Paths::parent(QStringLiteral("/a/b")), QStringLiteral("/a"));
+    EXPECT_EQ(Paths::parent(QStringLiteral("/a")), QStringLiteral("/"));
+    EXPECT_EQ(Paths::clean(QStringLiteral("/a//b/../c/")), QStringLiteral("/a/c"));
+}

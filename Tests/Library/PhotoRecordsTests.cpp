@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "Library/PhotoFilter.h"
+#include "Library/PhotoItem.h"
+#include "Support/FileStat.h"
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+
+using namespace vantelor;
+using vantelor::test::Sandbox;
+
+namespace {
+
+PhotoItem item(const QString& path, double modifiedSeconds = 0)
+{
+    return PhotoItem(path, 10, FileStat::distantPast(),
+                     QDateTime::fromMSecsSinceEpoch(qint64(modifiedSeconds * 1000), Qt::UTC), QStringLiteral("x"));
+}
+
+QStringList namesInOrder(QList<PhotoItem> items)
+{
+    std::sort(items.begin(), items.end(), PhotoItem::ordered);
+    QStringList names;
+    for (const auto& i : items)
+        names << i.url;
+    return names;
+}
+
+} // namespace
+
+TEST(PhotoItem, OnlyRegularFilesWithAPhotoExtensionArePhotos)
+{
+    Sandbox box;
+    const struct {
+        const char* name;
+        bool photo;
+    } rows[] = {
+        {"DSC_0001.NEF", true}, {"a.JpEg", true}, {"x.Cr3", true}, {"b.heif", true}, {"c.TIFF", true},
+        {"a.raf", false}, {"a.xmp", false}, {"a", false}, {".nef", false}, {"nef", false}, {"a.nef.bak", false},
+    };
+    for (const auto& row : rows) {
+        const QString path = box.write(QString::fromUtf8(row.name), "data");
+        const auto inspected = PhotoItem::inspect(path);
+        ASSERT_TRUE(inspected.ok()) << row.name;
+        EXPECT_EQ(inspected->has_value(), row.photo) << row.name;
+    }
+    box.mkdir(QStringLiteral("b.jpg"));
+    box.symlink(box.file(QStringLiteral("DSC_0001.NEF")), QStringLiteral("c.nef"));
+    for (const char* name : {"b.jpg", "c.nef"}) {
+        const auto inspected = PhotoItem::inspect(box.file(QString::fromUtf8(name)));
+        ASSERT_TRUE(inspected.ok()) << name;
+        EXPECT_FALSE(inspected->has_value()) << name;
+    }
+}
+
+TEST(PhotoItem, InspectReadsSizeDatesAndIdentityAndFailsForAVanishedFile)
+{
+    Sandbox box;
+    const QString path = box.write(QStringLiteral("DSC_0002.nef"), QByteArray(1234, 'x'));
+    const auto inspected = PhotoItem::inspect(path);
+    ASSERT_TRUE(inspected.ok() && inspected->has_value());
+    const PhotoItem& photo = **inspected;
+    EXPECT_EQ(photo.url, path);
+    EXPECT_EQ(photo.name(), QStringLiteral("DSC_0002.nef"));
+    EXPECT_EQ(photo.byteSize, 1234);
+    EXPECT_LE(qAbs(photo.modified.secsTo(QDateTime::currentDateTimeUtc())), 60);
+    EXPECT_TRUE(photo.resourceID.contains(QLatin1Char(':')));
+    EXPECT_EQ(photo.modified.timeSpec(), Qt::UTC);
+
+    const auto missing = PhotoItem::inspect(box.file(QStringLiteral("gone.nef")));
+    ASSERT_FALSE(missing.ok());
+    EXPECT_TRUE(std::holds_alternative<SystemError>(missing.failure()));
+}
+
+TEST(PhotoItem, NamesSortAsAFileBrowserDoesWithAPathTieBreak)
+{
+    EXPECT_EQ(namesInOrder({item("/f/IMG_10.nef"), item("/f/IMG_2.nef"), item("/f/img_1.nef")}),
+              (QStringList{"/f/img_1.nef", "/f/IMG_2.nef", "/f/IMG_10.nef"}));
+    // Equal names in different folders (merged lists) order by path.
+    EXPECT_EQ(namesInOrder({item("/z/a.nef"), item("/b/a.nef")}), (QStringList{"/b/a.nef", "/z/a.nef"}));
+    // Names that differ only in case, or in leading zeros, compare the same: the path decides, the
+    // same way every time, and a record never comes before itself.
+    EXPECT_EQ(namesInOrder({item("/f/img_1.nef"), item("/f/IMG_1.nef")}), (QStringList{"/f/IMG_1.nef", "/f/img_1.nef"}));
+    EXPECT_EQ(namesInOrder({item("/f/IMG_2.nef"), item("/f/IMG_02.nef")}), (QStringList{"/f/IMG_02.nef", "/f/IMG_2.nef"}));
+    EXPECT_FALSE(PhotoItem::ordered(item("/f/a.nef"), item("/f/a.nef")));
+    // Accents are letters of their own place, not bytes above "z".
+    EXPECT_EQ(namesInOrder({item("/f/f.jpg"), item("/f/é.jpg"), item("/f/e.jpg")}),
+              (QStringList{"/f/e.jpg", "/f/é.jpg", "/f/f.jpg"}));
+}
+
+TEST(PhotoItem, RecordsWithoutASortKeyOrderLikeRecordsWithOne)
+{
+    // Records built field by field (no collation key kept) must agree with scanned ones.
+    PhotoItem bare;
+    bare.url = QStringLiteral("/f/IMG_9.nef");
+    EXPECT_TRUE(PhotoItem::ordered(bare, item("/f/IMG_10.nef")));
+    EXPECT_FALSE(PhotoItem::ordered(item("/f/IMG_10.nef"), bare));
+}
+
+TEST(PhotoItem, CacheKeyIsLengthPrefixedAndFollowsEveryIdentityField)
+{
+    PhotoItem photo(QStringLiteral("/a/b.nef"), 10, FileStat::distantPast(),
+                    QDateTime::fromMSecsSinceEpoch(5000, Qt::UTC), QStringLiteral("x"));
+    EXPECT_EQ(photo.cacheKey(512), QStringLiteral("8:/a/b.nef1:x2:103:5.03:512"));
+
+    PhotoItem touched = photo;
+    touched.modified = touched.modified.addMSecs(1);
+    EXPECT_NE(touched, photo);
+    EXPECT_NE(touched.cacheKey(512), photo.cacheKey(512));
+    EXPECT_EQ(touched.cacheKey(512), QStringLiteral("8:/a/b.nef1:x2:105:5.0013:512"));
+
+    PhotoItem replaced = photo;
+    replaced.resourceID = QStringLiteral("y");
+    EXPECT_NE(replaced, photo);
+    EXPECT_NE(qHash(replaced), qHash(photo));
+    EXPECT_NE(photo.cacheKey(512), photo.cacheKey(2560));
+    // Multi-byte characters count in UTF-8 bytes.
+    PhotoItem accented(QStringLiteral("/é.nef"), 0, FileStat::distantPast(), FileStat::distantPast(), QStringLiteral("/é.nef"));
+    EXPECT_TRUE(accented.cacheKey(1).startsWith(QStringLiteral("7:/é.nef7:/é.nef1:0")));
+    EXPECT_TRUE(accented.cacheKey(1).contains(QStringLiteral("14:-62135596800.0")));
+}
+
+TEST(PhotoFilter, RatingThenLabelThenNameSearch)
+{
+    const PhotoItem photo = item("/Fotos/JOSÉ_two  blanks.NEF");
+    const struct {
+        int minimum;
+        std::optional<SessionLabel> label;
+        const char* query;
+        SessionMark mark;
+        bool included;
+    } rows[] = {
+        {0, std::nullopt, "", {0, SessionLabel::none}, true},
+        {3, std::nullopt, "", {2, SessionLabel::none}, false},
+        {3, std::nullopt, "", {3, SessionLabel::none}, true},
+        {3, std::nullopt, "", {5, SessionLabel::red}, true},
+        {0, SessionLabel::none, "", {0, SessionLabel::red}, false},
+        {0, SessionLabel::none, "", {0, SessionLabel::none}, true},
+        {0, SessionLabel::red, "", {4, SessionLabel::red}, true},
+        {0, SessionLabel::green, "", {4, SessionLabel::red}, false},
+        {0, std::nullopt, "josé", {0, SessionLabel::none}, true},
+        {0, std::nullopt, "jose", {0, SessionLabel::none}, false},
+        {0, std::nullopt, "  ", {0, SessionLabel::none}, true},
+        {0, std::nullopt, " ", {0, SessionLabel::none}, true},
+        {0, std::nullopt, "fotos", {0, SessionLabel::none}, false}, // the folder is not searched
+        {0, std::nullopt, ".nef", {0, SessionLabel::none}, true},
+    };
+    for (const auto& row : rows) {
+        const PhotoFilter filter{row.minimum, row.label, QString::fromUtf8(row.query)};
+        EXPECT_EQ(filter.includes(photo, row.mark), row.included)
+            << row.minimum << " " << row.query << " " << row.mark.rating;
+    }
+    EXPECT_FALSE((PhotoFilter{0, std::nullopt, QStringLiteral("  ")}.includes(item("/f/one blank.nef"), SessionMark{})));
+}
+
+TEST(SessionLabel, RawValuesRoundTripAndNothingElseIsALabel)
+{
+    QStringList raws;
+    for (SessionLabel label : SessionLabels::allCases) {
+        raws << SessionLabels::rawValue(label);
+        EXPECT_EQ(SessionLabels::fromRawValue(SessionLabels::rawValue(label)), label);
+    }
+    EXPECT_EQ(raws, (QStringList{"none", "red", "yellow", "green", "blue", "purple"}));
+    for (const char* bad : {"Red", "", "orange", " red"})
+        EXPECT_FALSE(SessionLabels::fromRawValue(QString::fromUtf8(bad)).has_value()) << bad;
+    EXPECT_EQ(SessionMark{}, (SessionMark{0, SessionLabel::none}));
+    EXPECT_NE((SessionMark{1, SessionLabel::none}), (SessionMark{1, SessionLabel::red}));
+}

@@ -15,7 +15,7 @@ build_pkgs=(
 test_pkgs=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev
-  xvfb xauth
+  xvfb xauth time imagemagick
   exiv2 libimage-exiftool-perl libvips-tools libjpeg-turbo-progs hyperfine
 )
 

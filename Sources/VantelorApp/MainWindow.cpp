@@ -4,13 +4,15 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QLabel>
-#include <QListWidget>
+#include <QHeaderView>
+#include <QTreeView>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QStatusBar>
 #include <QUrl>
 
 #include "Library/FolderIndexer.h"
+#include "PhotoListModel.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -32,9 +34,18 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     auto* quit = fileMenu->addAction(QStringLiteral("Salir"), this, &QWidget::close);
     quit->setShortcut(QKeySequence::Quit);
 
-    m_list = new QListWidget(this);
-    m_list->setUniformItemSizes(true);
+    m_model = new PhotoListModel(this);
+    m_list = new QTreeView(this);
+    m_list->setModel(m_model);
+    m_list->setRootIsDecorated(false);
+    m_list->setUniformRowHeights(true);
+    m_list->setAlternatingRowColors(true);
     m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_list->header()->setStretchLastSection(false);
+    m_list->header()->setSectionResizeMode(PhotoListModel::name, QHeaderView::Stretch);
+    m_list->header()->resizeSection(PhotoListModel::size, 120);
+    m_list->header()->resizeSection(PhotoListModel::modified, 200);
     setCentralWidget(m_list);
 
     m_status = new QLabel(this);
@@ -66,7 +77,7 @@ void MainWindow::openFolder(const QString& path)
     m_generation = QUuid::createUuid();
     const QString folder = Paths::clean(path);
     m_indexer = std::make_unique<FolderIndexer>(folder, scanBatchSize);
-    m_list->clear();
+    m_model->setPhotos({});
     setWindowTitle(QStringLiteral("%1 — Vantelor").arg(Paths::displayText(Paths::fileName(folder))));
     setStatus(QStringLiteral("Leyendo archivos: 0…"));
     requestBatch();
@@ -85,14 +96,7 @@ void MainWindow::requestBatch()
         }
         const ScanSnapshot& snapshot = *result;
         // The snapshot is the whole sorted list: later photos can land anywhere in it.
-        m_list->setUpdatesEnabled(false);
-        m_list->clear();
-        QStringList names;
-        names.reserve(snapshot.photos.size());
-        for (const PhotoItem& photo : snapshot.photos)
-            names.append(Paths::displayText(photo.name()));
-        m_list->addItems(names);
-        m_list->setUpdatesEnabled(true);
+        m_model->setPhotos(snapshot.photos);
         if (snapshot.finished) {
             setStatus(QStringLiteral("%1 fotos • RAW sin modificar").arg(snapshot.photos.size()));
             return;

@@ -6,11 +6,12 @@
 #include <QUuid>
 
 class QLabel;
-class QListWidget;
+class QTreeView;
 
 namespace vantelor {
 
 class FolderIndexer;
+class PhotoListModel;
 
 // The main window: for now the folder's photos as the scanner delivers them, and the status
 // line. All of its state lives on the GUI thread; scan results from an older folder are dropped.
@@ -32,7 +33,8 @@ private:
     void requestBatch();
     void setStatus(const QString& text);
 
-    QListWidget* m_list = nullptr;
+    PhotoListModel* m_model = nullptr;
+    QTreeView* m_list = nullptr;
     QLabel* m_status = nullptr;
     std::unique_ptr<FolderIndexer> m_indexer;
     QUuid m_generation;

@@ -115,7 +115,8 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
         {"text.jpg", "this is not an image"},
         {"no-exif.jpg", makeJpeg(32, 32)},
         {"malformed.jpg", makeJpeg(32, 32, dated("yesterday, around ten"))},
-        {"half.nef", good.left(good.size() / 3)},
+        {"cut-in-ifd0.nef", good.left(100)},
+        {"cut-in-exif.nef", good.left(good.indexOf("2024:03:01") + 8)},
         {"header-only.nef", good.left(8)},
         {"outside.nef", outside},
         {"loop.nef", loop},
@@ -129,11 +130,14 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
     for (const auto& [name, bytes] : bad)
         photos << photoAt(box.write(name, bytes));
     photos.insert(5, photoAt(box.write(QStringLiteral("good.nef"), good)));
+    // Cut after the structure, in the image data: the capture time is still there to read.
+    photos.insert(7, photoAt(box.write(QStringLiteral("cut-in-data.nef"), good.left(good.size() / 2))));
     photos << photoAt(box.file(QStringLiteral("never-written.nef")));
 
     const auto table = CaptureTimeReader::readNow(photos);
-    ASSERT_EQ(table.size(), 1) << table.keys().join(QLatin1Char(' ')).toStdString();
+    ASSERT_EQ(table.size(), 2) << table.keys().join(QLatin1Char(' ')).toStdString();
     EXPECT_EQ(table.value(box.file(QStringLiteral("good.nef"))), march1);
+    EXPECT_EQ(table.value(box.file(QStringLiteral("cut-in-data.nef"))), march1);
 }
 
 TEST(CaptureTimeReader, CancellingMidwayKeepsTheTimesReadSoFar)

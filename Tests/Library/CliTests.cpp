@@ -23,7 +23,7 @@ struct CliRun {
 CliRun cli(const QStringList& arguments)
 {
     QProcess process;
-    process.start(qEnvironmentVariable("VANTELOR_CLI"), arguments);
+    process.start(qEnvironmentVariable("VANTELOR_CLI", QStringLiteral(VANTELOR_CLI_PATH)), arguments);
     process.waitForFinished(60000);
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }

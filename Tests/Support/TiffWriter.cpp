@@ -178,14 +178,24 @@ public:
                     offsets.append(writeIfd(child));
                 writeValue(at, encodeLongs(offsets));
             } else if (e.lengthTag) {
-                align();
-                put32(at + 8, quint32(out.size()));
-                out.append(e.block);
+                m_deferred.append({at + 8, &e.block});
             } else {
                 writeValue(at, encoded(e));
             }
         }
         return start;
+    }
+
+    // Image data goes after every IFD and value, as cameras write it: the structure sits in the
+    // first kilobytes of the file and the large blocks follow.
+    void writeBlocks()
+    {
+        for (const auto& [field, block] : m_deferred) {
+            align();
+            put32(field, quint32(out.size()));
+            out.append(*block);
+        }
+        m_deferred.clear();
     }
 
     void linkNext(quint32 ifdOffset, quint32 next)
@@ -233,6 +243,7 @@ private:
     }
 
     bool m_little;
+    QList<QPair<qsizetype, const QByteArray*>> m_deferred;
 };
 
 } // namespace
@@ -251,6 +262,7 @@ QByteArray TiffWriter::write(const QList<TiffIfd>& chain, bool littleEndian)
             layout.linkNext(previous, offset);
         previous = offset;
     }
+    layout.writeBlocks();
     return layout.out;
 }
 

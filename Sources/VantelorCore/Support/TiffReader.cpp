@@ -5,7 +5,9 @@
 namespace vantelor {
 
 namespace {
-constexpr qint64 windowSize = 64 * 1024;
+// Camera files keep IFD0 and the EXIF IFD in their first few kilobytes; reads beyond the window
+// are small direct reads.
+constexpr qint64 windowSize = 8 * 1024;
 }
 
 TiffReader::TiffReader(FileReader& file, qint64 base, qint64 limit, bool little, QByteArray window)

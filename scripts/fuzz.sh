@@ -11,6 +11,7 @@ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTELOR_F
 cmake --build build-fuzz -j "$(nproc)"
 shopt -s nullglob
 for fuzzer in build-fuzz/Fuzz/fuzz-*; do
+  [ -f "$fuzzer" ] && [ -x "$fuzzer" ] || continue
   name=${fuzzer##*/fuzz-}
   corpus="build-fuzz/corpus-$name"
   mkdir -p "$corpus"

@@ -14,7 +14,7 @@ jobs=$(nproc)
 echo "== Compilación normal =="
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTELOR_WERROR=ON >/dev/null
 cmake --build build -j "$jobs"
-(cd build && ctest --output-on-failure -j "$jobs" --timeout 600)
+(cd build && ctest --output-on-failure -j "$jobs" --timeout 600) | tee build/ctest.log
 
 echo "== AddressSanitizer y UBSan =="
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" \
@@ -23,7 +23,14 @@ cmake --build build-asan -j "$jobs"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 export LSAN_OPTIONS=suppressions="$root/Tests/lsan.supp"
-(cd build-asan && ctest --output-on-failure -j "$jobs" --timeout 900 -E "$(cat "$root/Tests/asan-skip.txt" 2>/dev/null | paste -sd'|' || true)")
+skip=$(grep -v '^#' Tests/asan-skip.txt 2>/dev/null | paste -sd'|' || true)
+(cd build-asan && ctest --output-on-failure -j "$jobs" --timeout 900 ${skip:+-E "$skip"}) | tee build-asan/ctest.log
 
 echo "== Fuzzers =="
 scripts/fuzz.sh "${FUZZ_SECONDS:-30}"
+
+# One closing line over both test runs (the fuzzers stop the script on any finding).
+total() { sed -nE 's/.*tests passed, ([0-9]+) tests failed out of ([0-9]+).*/\1 \2/p' "$1"; }
+read -r failed1 all1 < <(total build/ctest.log)
+read -r failed2 all2 < <(total build-asan/ctest.log)
+echo "tests: $((all1 + all2 - failed1 - failed2)) passed, $((failed1 + failed2)) failed"

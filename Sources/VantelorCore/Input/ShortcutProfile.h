@@ -19,6 +19,8 @@ namespace vantelor {
 struct ShortcutProfile {
     static constexpr qint64 currentVersion = 1;
     static constexpr int maximumBindings = 200;
+    // A full profile is some 30 KB; a file much larger than that is not one, and is not read.
+    static constexpr qint64 maximumFileBytes = 1 << 20;
 
     qint64 version = currentVersion;
     QList<ShortcutBinding> bindings;

@@ -1,0 +1,142 @@
+#include <cerrno>
+
+#include "Command.h"
+#include "Input/ShortcutProfile.h"
+#include "Support/FileReader.h"
+#include "Support/FileStat.h"
+#include "Support/Paths.h"
+
+namespace vantelor::cli {
+
+namespace {
+
+// The profile in a file, as importing it into the app would leave it.
+Result<ShortcutProfile> importProfile(const QString& path)
+{
+    const auto st = FileStat::read(path, /*followLinks=*/true);
+    if (!st)
+        return st.failure();
+    if (st->isDirectory())
+        return SystemError(EISDIR, path);
+    if (st->size > ShortcutProfile::maximumFileBytes)
+        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
+    std::optional<FileReader> reader = FileReader::open(path);
+    if (!reader)
+        return SystemError::fromErrno(path);
+    const QByteArray bytes = reader->read(0, ShortcutProfile::maximumFileBytes + 1);
+    if (bytes.size() > ShortcutProfile::maximumFileBytes)
+        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
+    const Result<ShortcutProfile> decoded = ShortcutProfile::fromJson(bytes);
+    if (!decoded)
+        return decoded;
+    const Result<ShortcutProfile> valid = decoded->validated();
+    if (!valid)
+        return valid;
+    return valid->preservingDefaults();
+}
+
+void printProfile(const ShortcutProfile& profile)
+{
+    int width = 0;
+    for (const ShortcutBinding& binding : profile.bindings)
+        width = std::max(width, int(binding.trigger.display.size()));
+    QString text;
+    for (const ShortcutBinding& binding : profile.bindings)
+        text += QStringLiteral("%1  %2\n").arg(binding.trigger.display, -width).arg(ActionIDs::title(binding.action));
+    text += QStringLiteral("%1 atajos").arg(profile.bindings.size());
+    Io::out(text);
+}
+
+} // namespace
+
+class ShortcutsCommand final : public Command {
+public:
+    QString name() const override { return QStringLiteral("shortcuts"); }
+    QString summary() const override
+    {
+        return QStringLiteral("Comprueba un perfil de atajos (check ARCHIVO) o muestra el de serie (defaults).");
+    }
+
+    int run(const QStringList& arguments) override
+    {
+        const QString sub = arguments.value(2);
+        // The subcommand joins the command name, so help and usage lines read "shortcuts check".
+        QStringList shifted = arguments.mid(3);
+        shifted.prepend(QStringLiteral("%1 %2").arg(name(), sub));
+        shifted.prepend(arguments.value(0));
+
+        if (sub == QLatin1String("check"))
+            return check(shifted);
+        if (sub == QLatin1String("defaults"))
+            return defaults(shifted);
+        if (sub == QLatin1String("--help") || sub == QLatin1String("-help")) {
+            Io::out(helpText());
+            return success;
+        }
+        Io::err(sub.isEmpty() ? QStringLiteral("Falta la orden: check o defaults.") : QStringLiteral("Orden desconocida: shortcuts %1").arg(sub));
+        Io::err(helpText());
+        return usage;
+    }
+
+private:
+    static QString helpText()
+    {
+        return QStringLiteral(
+            "Uso: vantelor-cli shortcuts check [--json] ARCHIVO\n"
+            "     vantelor-cli shortcuts defaults [--json]\n\n"
+            "check     Comprueba un perfil de atajos como lo haría Importar y muestra los atajos que se\n"
+            "          conservarían; con --json, el perfil resultante.\n"
+            "defaults  Muestra los atajos de serie; con --json, en la forma de un archivo de perfil.\n\n"
+            "En los atajos, ⌘ es la tecla Ctrl, ⌥ es Alt y ⌃ es la tecla Super.");
+    }
+
+    static int check(const QStringList& arguments)
+    {
+        QCommandLineParser parser;
+        const int early = parseArguments(parser, arguments,
+            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo descodifica, "
+                           "comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que quedarían, "
+                           "o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
+            QStringLiteral("ARCHIVO"), 1);
+        if (early >= 0)
+            return early;
+        if (parser.positionalArguments().size() > 1) {
+            Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
+            return usage;
+        }
+        const Result<ShortcutProfile> profile = importProfile(Paths::clean(parser.positionalArguments().first()));
+        if (!profile) {
+            Io::err(profile.message());
+            return failed;
+        }
+        if (parser.isSet(QStringLiteral("json")))
+            Io::json(profile->toJsonObject());
+        else
+            printProfile(*profile);
+        return success;
+    }
+
+    static int defaults(const QStringList& arguments)
+    {
+        QCommandLineParser parser;
+        const int early = parseArguments(parser, arguments,
+            QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
+                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl."),
+            QString(), 0);
+        if (early >= 0)
+            return early;
+        if (!parser.positionalArguments().isEmpty()) {
+            Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts defaults [--json]"));
+            return usage;
+        }
+        if (parser.isSet(QStringLiteral("json")))
+            Io::json(ShortcutProfile::defaults().toJsonObject());
+        else
+            printProfile(ShortcutProfile::defaults());
+        return success;
+    }
+};
+
+VANTELOR_CLI_COMMAND(ShortcutsCommand)
+
+} // namespace vantelor::cli

@@ -1,0 +1,325 @@
+#include <gtest/gtest.h>
+
+#include <QSet>
+
+#include "Input/ShortcutProfile.h"
+#include "TestPrinters.h"
+
+using namespace vantelor;
+
+namespace {
+
+constexpr quint64 shift = InputTrigger::shiftModifier;
+constexpr quint64 control = InputTrigger::controlModifier;
+constexpr quint64 option = InputTrigger::optionModifier;
+constexpr quint64 command = InputTrigger::commandModifier;
+
+InputTrigger key(quint16 code, quint64 modifiers = 0, const QString& display = QStringLiteral("?"))
+{
+    return InputTrigger::key(code, modifiers, display);
+}
+
+InputTrigger mouse(quint16 button, quint64 modifiers = 0)
+{
+    return InputTrigger::mouse(button, modifiers, QStringLiteral("Ratón %1").arg(button + 1));
+}
+
+ShortcutProfile withCustom(std::initializer_list<ShortcutBinding> custom)
+{
+    ShortcutProfile profile = ShortcutProfile::defaults();
+    for (const ShortcutBinding& binding : custom)
+        profile.bindings.append(binding);
+    return profile;
+}
+
+QString failureOf(const Result<ShortcutProfile>& result)
+{
+    return result ? QStringLiteral("(válido)") : result.message();
+}
+
+const QString reserved = QStringLiteral("Este atajo está reservado para las ventanas y aplicaciones de macOS");
+const QString mouseRule = QStringLiteral("Usa el botón central o un botón adicional del ratón");
+const QString unsupported = QStringLiteral("Perfil de atajos no compatible");
+
+} // namespace
+
+TEST(ActionID, RawValuesAndTitlesKeepTheirOrder)
+{
+    const QStringList raw = {"next", "previous", "openFolder", "reload", "save", "sheet", "preview",
+        "selectAll", "copy", "move", "clearMarks", "rating0", "rating1", "rating2", "rating3", "rating4",
+        "rating5", "labelNone", "labelRed", "labelYellow", "labelGreen", "labelBlue", "labelPurple", "focus",
+        "fit", "actual", "zoomIn", "zoomOut"};
+    const QStringList titles = {"Foto siguiente", "Foto anterior", "Abrir carpeta", "Actualizar carpeta",
+        "Guardar XMP", "Alternar hoja de contactos", "Abrir vista previa", "Seleccionar todas las fotos filtradas",
+        "Copiar selección…", "Mover selección…", "Quitar estrellas y color", "Quitar estrellas", "1 estrella",
+        "2 estrellas", "3 estrellas", "4 estrellas", "5 estrellas", "Quitar color", "Etiqueta roja",
+        "Etiqueta amarilla", "Etiqueta verde", "Etiqueta azul", "Etiqueta morada",
+        "Activar / desactivar el resaltado", "Ajustar a la ventana", "Zoom al 100%", "Acercar", "Alejar"};
+    ASSERT_EQ(ActionIDs::allCases.size(), size_t(raw.size()));
+    for (size_t i = 0; i < ActionIDs::allCases.size(); ++i) {
+        const ActionID action = ActionIDs::allCases[i];
+        EXPECT_EQ(int(action), int(i));
+        EXPECT_EQ(ActionIDs::rawValue(action), raw[qsizetype(i)]);
+        EXPECT_EQ(ActionIDs::title(action), titles[qsizetype(i)]);
+        EXPECT_EQ(ActionIDs::fromRawValue(raw[qsizetype(i)]), action);
+    }
+    for (const char* bad : {"", "Next", "rating6", "next ", "labelnone"})
+        EXPECT_FALSE(ActionIDs::fromRawValue(QString::fromUtf8(bad))) << bad;
+}
+
+TEST(ShortcutProfile, DefaultsAreTheTwentyFiveBindingsInOrder)
+{
+    struct Row {
+        ActionID action;
+        quint16 code;
+        quint64 modifiers;
+        const char* display;
+    };
+    const Row rows[] = {
+        {ActionID::previous, 123, 0, "←"}, {ActionID::next, 124, 0, "→"}, {ActionID::sheet, 5, 0, "G"},
+        {ActionID::preview, 36, 0, "Intro"}, {ActionID::clearMarks, 29, 0, "0"}, {ActionID::rating1, 18, 0, "1"},
+        {ActionID::rating2, 19, 0, "2"}, {ActionID::rating3, 20, 0, "3"}, {ActionID::rating4, 21, 0, "4"},
+        {ActionID::rating5, 23, 0, "5"}, {ActionID::labelRed, 22, 0, "6"}, {ActionID::labelYellow, 26, 0, "7"},
+        {ActionID::labelGreen, 28, 0, "8"}, {ActionID::labelBlue, 25, 0, "9"}, {ActionID::focus, 35, 0, "P"},
+        {ActionID::fit, 3, 0, "F"}, {ActionID::actual, 6, 0, "Z"}, {ActionID::zoomIn, 24, 0, "+"},
+        {ActionID::zoomOut, 27, 0, "\xE2\x88\x92"}, {ActionID::rating5, 23, shift, "⇧5"},
+        {ActionID::rating0, 29, shift, "⇧0"}, {ActionID::openFolder, 31, command, "⌘O"},
+        {ActionID::reload, 15, command, "⌘R"}, {ActionID::save, 1, command, "⌘S"},
+        {ActionID::selectAll, 0, command, "⌘A"},
+    };
+    const ShortcutProfile& defaults = ShortcutProfile::defaults();
+    EXPECT_EQ(defaults.version, 1);
+    ASSERT_EQ(defaults.bindings.size(), qsizetype(std::size(rows)));
+    for (qsizetype i = 0; i < defaults.bindings.size(); ++i) {
+        const ShortcutBinding& b = defaults.bindings[i];
+        const Row& row = rows[i];
+        EXPECT_EQ(b.action, row.action) << i;
+        EXPECT_EQ(b.trigger.kind, InputTrigger::Kind::key) << i;
+        EXPECT_EQ(b.trigger.code, row.code) << i;
+        EXPECT_EQ(b.trigger.modifiers, row.modifiers) << i;
+        EXPECT_EQ(b.trigger.display, QString::fromUtf8(row.display)) << i;
+    }
+    // The zoom-out display is the minus sign, not the hyphen the key types.
+    EXPECT_EQ(defaults.bindings[18].trigger.display, QString(QChar(0x2212)));
+    EXPECT_TRUE(defaults.validated().ok());
+    EXPECT_EQ(defaults.preservingDefaults(), defaults);
+}
+
+TEST(InputTrigger, EqualityAndHashIgnoreTheDisplay)
+{
+    const InputTrigger a = key(5, 0, QStringLiteral("G"));
+    const InputTrigger b = key(5, 0, QStringLiteral("Tecla 5"));
+    EXPECT_EQ(a, b);
+    EXPECT_EQ(qHash(a), qHash(b));
+    EXPECT_EQ(QSet<InputTrigger>({a, b}).size(), 1);
+    EXPECT_NE(a, key(5, shift));
+    EXPECT_NE(a, key(6));
+    EXPECT_NE(InputTrigger::mouse(5, 0, QStringLiteral("G")), a);
+}
+
+TEST(ShortcutProfile, LooksUpTheFirstMatchingBinding)
+{
+    const ShortcutProfile& defaults = ShortcutProfile::defaults();
+    EXPECT_EQ(defaults.action(key(23, shift)), ActionID::rating5);
+    EXPECT_EQ(defaults.action(key(23)), ActionID::rating5);
+    EXPECT_EQ(defaults.action(key(29)), ActionID::clearMarks);
+    EXPECT_EQ(defaults.action(key(29, shift)), ActionID::rating0);
+    EXPECT_EQ(defaults.action(key(18, shift)), std::nullopt);
+    EXPECT_EQ(defaults.action(key(31, command | shift)), std::nullopt);
+    EXPECT_EQ(defaults.action(mouse(23)), std::nullopt);
+
+    // An invalid profile with a repeated trigger still answers with the first binding.
+    ShortcutProfile twice;
+    twice.bindings = {{ActionID::copy, mouse(3)}, {ActionID::move, mouse(3)}};
+    EXPECT_EQ(twice.action(mouse(3)), ActionID::copy);
+}
+
+TEST(ShortcutProfile, BasicTriggersAreExactlyTheDefaultOnes)
+{
+    for (const ShortcutBinding& binding : ShortcutProfile::defaults().bindings) {
+        InputTrigger other = binding.trigger;
+        other.display = QStringLiteral("otra");
+        EXPECT_TRUE(ShortcutProfile::isBasic(other)) << binding.trigger.display.toStdString();
+        other.modifiers |= option;
+        EXPECT_FALSE(ShortcutProfile::isBasic(other)) << binding.trigger.display.toStdString();
+    }
+    EXPECT_FALSE(ShortcutProfile::isBasic(key(23, command)));
+    EXPECT_FALSE(ShortcutProfile::isBasic(InputTrigger::mouse(123, 0, {})));
+}
+
+TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
+{
+    ShortcutProfile custom;
+    custom.bindings = {
+        {ActionID::copy, key(5, 0, QStringLiteral("G"))},        // takes "G" from sheet: dropped
+        {ActionID::move, mouse(3)},
+        {ActionID::labelPurple, key(5, shift, QStringLiteral("⇧G"))},
+        {ActionID::next, key(124)},                              // a default, repeated: dropped
+        {ActionID::copy, mouse(4)},
+    };
+    const ShortcutProfile result = custom.preservingDefaults();
+    const qsizetype n = ShortcutProfile::defaults().bindings.size();
+    ASSERT_EQ(result.bindings.size(), n + 3);
+    EXPECT_EQ(result.bindings.mid(0, n), ShortcutProfile::defaults().bindings);
+    EXPECT_EQ(result.bindings[n], (ShortcutBinding{ActionID::move, mouse(3)}));
+    EXPECT_EQ(result.bindings[n + 1].action, ActionID::labelPurple);
+    EXPECT_EQ(result.bindings[n + 2], (ShortcutBinding{ActionID::copy, mouse(4)}));
+    EXPECT_EQ(result.action(key(5)), ActionID::sheet);
+    EXPECT_EQ(result.bindings[2].trigger.display, QStringLiteral("G"));
+    EXPECT_TRUE(result.validated().ok());
+
+    // The version is carried, so an unsupported file stays unsupported.
+    custom.version = 2;
+    EXPECT_EQ(custom.preservingDefaults().version, 2);
+}
+
+TEST(ShortcutProfile, ValidationRules)
+{
+    struct Row {
+        const char* name;
+        ShortcutProfile profile;
+        QString expected;
+    };
+    ShortcutProfile version2 = ShortcutProfile::defaults();
+    version2.version = 2;
+    ShortcutProfile version0 = ShortcutProfile::defaults();
+    version0.version = 0;
+
+    const Row rows[] = {
+        {"defaults", ShortcutProfile::defaults(), QStringLiteral("(válido)")},
+        {"empty", ShortcutProfile{}, QStringLiteral("(válido)")},
+        {"version 2", version2, unsupported},
+        {"version 0", version0, unsupported},
+        {"same trigger, other display",
+         withCustom({{ActionID::copy, key(14, option, QStringLiteral("⌥E"))},
+                     {ActionID::move, key(14, option, QStringLiteral("Tecla 14 con Alt"))}}),
+         QStringLiteral("Atajo duplicado: Tecla 14 con Alt")},
+        {"default repeated", withCustom({{ActionID::copy, key(5, 0, QStringLiteral("g"))}}),
+         QStringLiteral("Atajo duplicado: g")},
+        {"command Q", withCustom({{ActionID::copy, key(12, command)}}), reserved},
+        {"command shift Q", withCustom({{ActionID::copy, key(12, command | shift)}}), reserved},
+        {"all modifiers W", withCustom({{ActionID::copy, key(13, command | shift | option | control)}}), reserved},
+        {"command H", withCustom({{ActionID::copy, key(4, command)}}), reserved},
+        {"command M", withCustom({{ActionID::copy, key(46, command)}}), reserved},
+        {"command comma", withCustom({{ActionID::copy, key(43, command)}}), reserved},
+        {"command tab", withCustom({{ActionID::copy, key(48, command)}}), reserved},
+        {"command Q with caps lock bit", withCustom({{ActionID::copy, key(12, command | 0x10000)}}), reserved},
+        {"plain Q", withCustom({{ActionID::copy, key(12)}}), QStringLiteral("(válido)")},
+        {"control option shift Q", withCustom({{ActionID::copy, key(12, control | option | shift)}}),
+         QStringLiteral("(válido)")},
+        {"mouse 12 with command is no key", withCustom({{ActionID::copy, mouse(12, command)}}),
+         QStringLiteral("(válido)")},
+        {"left button", withCustom({{ActionID::copy, mouse(0)}}), mouseRule},
+        {"right button with shift", withCustom({{ActionID::copy, mouse(1, shift)}}), mouseRule},
+        {"middle button", withCustom({{ActionID::copy, mouse(2)}}), QStringLiteral("(válido)")},
+        {"button 65535", withCustom({{ActionID::copy, mouse(65535)}}), QStringLiteral("(válido)")},
+        // The first offending binding in list order decides the message.
+        {"left button before a duplicate",
+         withCustom({{ActionID::copy, mouse(0)}, {ActionID::move, key(5, 0, QStringLiteral("G"))}}), mouseRule},
+        {"reserved before left button", withCustom({{ActionID::copy, key(13, command)}, {ActionID::move, mouse(1)}}),
+         reserved},
+        {"duplicate of a reserved trigger reports the duplicate",
+         ShortcutProfile{1, {{ActionID::copy, key(12, command, QStringLiteral("⌘Q"))},
+                             {ActionID::move, key(12, command, QStringLiteral("⌘Q"))}}},
+         reserved},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(failureOf(row.profile.validated()), row.expected) << row.name;
+
+    // A failing profile reports a rule, never anything else.
+    const Result<ShortcutProfile> failed = version2.validated();
+    ASSERT_FALSE(failed.ok());
+    const auto* error = std::get_if<WorkflowError>(&failed.failure());
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->kind(), WorkflowError::Kind::invalid);
+}
+
+TEST(ShortcutProfile, AtMostTwoHundredBindings)
+{
+    const auto sized = [](int count) {
+        ShortcutProfile profile = ShortcutProfile::defaults();
+        for (int i = 0; profile.bindings.size() < count; ++i)
+            profile.bindings.append({ActionID::copy, mouse(quint16(2 + i))});
+        return profile;
+    };
+    EXPECT_TRUE(sized(200).validated().ok());
+    EXPECT_EQ(failureOf(sized(201).validated()), unsupported);
+
+    ShortcutProfile full = sized(200);
+    const Status added = full.bind(mouse(400), ActionID::move, false);
+    EXPECT_EQ(added.message(), unsupported);
+    EXPECT_EQ(full, sized(200));
+    // Taking over a binding does not grow the list, so it is still possible when full.
+    EXPECT_TRUE(full.bind(mouse(2), ActionID::move, true).ok());
+    EXPECT_EQ(full.action(mouse(2)), ActionID::move);
+}
+
+TEST(ShortcutProfile, BindFollowsTheRulesAndLeavesTheProfileOnFailure)
+{
+    struct Row {
+        const char* name;
+        InputTrigger trigger;
+        ActionID action;
+        bool replacing;
+        QString expected; // empty: success
+    };
+    const ShortcutProfile start = withCustom({{ActionID::copy, mouse(3)}, {ActionID::move, key(8, option)}});
+    const Row rows[] = {
+        {"right arrow to previous", key(124), ActionID::previous, false,
+         QStringLiteral("Este atajo básico se conserva para Foto siguiente")},
+        {"right arrow to previous, replacing", key(124), ActionID::previous, true,
+         QStringLiteral("Este atajo básico se conserva para Foto siguiente")},
+        {"G to copy", key(5), ActionID::copy, false,
+         QStringLiteral("Este atajo básico se conserva para Alternar hoja de contactos")},
+        {"shift 0 to clear marks", key(29, shift), ActionID::clearMarks, false,
+         QStringLiteral("Este atajo básico se conserva para Quitar estrellas")},
+        {"taken by copy", mouse(3), ActionID::move, false, QStringLiteral("Ya está asignado a Copiar selección…")},
+        {"taken by move", key(8, option), ActionID::labelPurple, false,
+         QStringLiteral("Ya está asignado a Mover selección…")},
+        {"command Q", key(12, command), ActionID::copy, false, reserved},
+        {"command option Q", key(12, command | option), ActionID::copy, true, reserved},
+        {"left button", mouse(0), ActionID::copy, false, mouseRule},
+        {"right button", mouse(1), ActionID::labelPurple, true, mouseRule},
+    };
+    for (const Row& row : rows) {
+        ShortcutProfile profile = start;
+        const Status status = profile.bind(row.trigger, row.action, row.replacing);
+        EXPECT_EQ(status.message(), row.expected) << row.name;
+        EXPECT_EQ(profile, start) << row.name;
+        if (!status.ok()) {
+            const auto* error = std::get_if<WorkflowError>(&status.failure());
+            ASSERT_NE(error, nullptr) << row.name;
+            EXPECT_EQ(error->kind(), WorkflowError::Kind::invalid) << row.name;
+        }
+    }
+}
+
+TEST(ShortcutProfile, BindAddsReplacesOrLeavesAlone)
+{
+    const ShortcutProfile start = withCustom({{ActionID::copy, mouse(3)}});
+    const qsizetype n = start.bindings.size();
+
+    // A basic trigger bound to its own action, or a trigger the action already has: nothing.
+    for (const auto& [trigger, action] : {std::pair{key(124), ActionID::next}, std::pair{mouse(3), ActionID::copy}}) {
+        ShortcutProfile profile = start;
+        EXPECT_TRUE(profile.bind(trigger, action, false).ok());
+        EXPECT_EQ(profile, start);
+    }
+
+    ShortcutProfile added = start;
+    ASSERT_TRUE(added.bind(mouse(2), ActionID::copy, false).ok());
+    ASSERT_EQ(added.bindings.size(), n + 1);
+    EXPECT_EQ(added.bindings.last(), (ShortcutBinding{ActionID::copy, mouse(2)}));
+    // The earlier trigger of the same action stays.
+    EXPECT_EQ(added.action(mouse(3)), ActionID::copy);
+
+    ShortcutProfile replaced = withCustom({{ActionID::copy, mouse(3)}, {ActionID::move, mouse(4)}});
+    ASSERT_TRUE(replaced.bind(InputTrigger::mouse(3, 0, QStringLiteral("nuevo")), ActionID::labelPurple, true).ok());
+    const qsizetype firstCustom = ShortcutProfile::defaults().bindings.size();
+    ASSERT_EQ(replaced.bindings.size(), firstCustom + 2);
+    // Taken over in place: the position is kept.
+    EXPECT_EQ(replaced.bindings[firstCustom].action, ActionID::labelPurple);
+    EXPECT_EQ(replaced.bindings[firstCustom].trigger, mouse(3));
+    EXPECT_EQ(replaced.bindings[firstCustom + 1].action, ActionID::move);
+    EXPECT_TRUE(replaced.validated().ok());
+}

@@ -4,7 +4,7 @@
 
 #include "Input/KeyCodeTable.h"
 #include "Input/ShortcutProfile.h"
-#include "TestPrinters.h"
+#include "InputTestSupport.h"
 
 using namespace vantelor;
 

@@ -6,7 +6,7 @@
 #include <linux/input-event-codes.h>
 
 #include "Input/KeyCodeTable.h"
-#include "TestPrinters.h"
+#include "InputTestSupport.h"
 
 using namespace vantelor;
 

@@ -5,22 +5,11 @@
 #include <QJsonObject>
 
 #include "Input/ShortcutProfile.h"
-#include "TestPrinters.h"
+#include "InputTestSupport.h"
 
 using namespace vantelor;
 
 namespace {
-
-// Every binding, displays included: the equality of triggers alone would not notice a lost display.
-void expectSameProfile(const ShortcutProfile& actual, const ShortcutProfile& expected)
-{
-    EXPECT_EQ(actual.version, expected.version);
-    ASSERT_EQ(actual.bindings.size(), expected.bindings.size());
-    for (qsizetype i = 0; i < actual.bindings.size(); ++i) {
-        EXPECT_EQ(actual.bindings[i], expected.bindings[i]) << i;
-        EXPECT_EQ(actual.bindings[i].trigger.display, expected.bindings[i].trigger.display) << i;
-    }
-}
 
 QByteArray profileJson(const QString& triggerBody, const QString& action = QStringLiteral("\"copy\""),
                        const QString& version = QStringLiteral("1"))

@@ -3,7 +3,7 @@
 #include <QSet>
 
 #include "Input/ShortcutProfile.h"
-#include "TestPrinters.h"
+#include "InputTestSupport.h"
 
 using namespace vantelor;
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include <QString>
-#include <Qt>
+#include <QtCore/qnamespace.h>
 
 namespace vantelor {
 

@@ -60,6 +60,7 @@ struct ShortcutProfile {
     static Result<ShortcutProfile> fromJson(const QByteArray& json);
     static Result<ShortcutProfile> fromJsonObject(const QJsonObject& object);
 
+    // Same version and the same bindings in the same order; displays take no part, as for triggers.
     friend bool operator==(const ShortcutProfile&, const ShortcutProfile&) = default;
 };
 

@@ -33,7 +33,13 @@ struct ContextDeleter {
 Result<QString> FileDigest::sha256(const QString& path)
 {
     // O_NONBLOCK: opening a FIFO for reading would otherwise wait for a writer forever.
-    const int fd = ::open(Paths::encode(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    // O_NOATIME: checking a file is not using it, so its access time stays as it was (allowed
+    // only to the file's owner; others read it plainly).
+    const QByteArray native = Paths::encode(path);
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int fd = ::open(native.constData(), flags | O_NOATIME);
+    if (fd < 0 && errno == EPERM)
+        fd = ::open(native.constData(), flags);
     if (fd < 0)
         return errno == ELOOP ? Result<QString>(notPlain()) : Result<QString>(SystemError::fromErrno(path));
     const FdCloser closer{fd};

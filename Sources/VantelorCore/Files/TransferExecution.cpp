@@ -191,8 +191,11 @@ Result<QString> TransferExecution::recoveryFolderFor(const QString& source)
             return written.failure();
         return folder;
     }
-    if (!hasErrorNumber(created.failure(), EEXIST))
+    if (!hasErrorNumber(created.failure(), EEXIST)) {
+        if (createdArea)
+            (void)m_fileSystem.removeFolder(area);
         return created.failure();
+    }
     const Result<FileStat> folderStat = FileStat::read(folder);
     if (!folderStat)
         return folderStat.failure();

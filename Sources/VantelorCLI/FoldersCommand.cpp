@@ -1,0 +1,52 @@
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include "Command.h"
+#include "Files/DirectoryService.h"
+#include "Support/Paths.h"
+
+namespace vantelor::cli {
+
+class FoldersCommand final : public Command {
+public:
+    QString name() const override { return QStringLiteral("folders"); }
+    QString summary() const override { return QStringLiteral("Lista las subcarpetas en el orden del navegador."); }
+
+    int run(const QStringList& arguments) override
+    {
+        QCommandLineParser parser;
+        const int early = parseArguments(parser, arguments,
+            QStringLiteral("Lista las subcarpetas de CARPETA como las muestra el navegador: sin ocultas ni enlaces "
+                           "simbólicos, ordenadas por nombre, con su fecha de creación (UTC)."),
+            QStringLiteral("CARPETA"), 1);
+        if (early >= 0)
+            return early;
+        const QString folder = Paths::clean(parser.positionalArguments().first());
+        DirectoryService service;
+        const Result<QList<DirectoryEntry>> entries = service.children(folder).result();
+        if (!entries) {
+            Io::err(entries.message());
+            return failed;
+        }
+        if (parser.isSet(QStringLiteral("json"))) {
+            QJsonArray list;
+            for (const DirectoryEntry& entry : *entries) {
+                list.append(QJsonObject{{QStringLiteral("path"), Paths::jsonText(entry.url)},
+                                        {QStringLiteral("name"), Paths::jsonText(entry.name)},
+                                        {QStringLiteral("created"), Io::isoDate(entry.created)}});
+            }
+            Io::json(QJsonObject{{QStringLiteral("folder"), Paths::jsonText(folder)}, {QStringLiteral("folders"), list}});
+            return success;
+        }
+        QStringList lines;
+        for (const DirectoryEntry& entry : *entries)
+            lines.append(Io::isoDate(entry.created) + QStringLiteral("  ") + entry.url);
+        lines.append(QStringLiteral("%1 carpetas").arg(entries->size()));
+        Io::out(lines.join(QLatin1Char('\n')));
+        return success;
+    }
+};
+
+VANTELOR_CLI_COMMAND(FoldersCommand)
+
+} // namespace vantelor::cli

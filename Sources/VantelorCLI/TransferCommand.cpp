@@ -1,0 +1,175 @@
+#include "TransferCommand.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include "Files/FileWorkflow.h"
+#include "Support/Paths.h"
+
+namespace vantelor::cli {
+
+namespace {
+
+const QString destinationOption = QStringLiteral("to");
+const QString yesOption = QStringLiteral("yes");
+
+QString kindVerb(TransferKind kind)
+{
+    return kind == TransferKind::copy ? QStringLiteral("Copiar") : QStringLiteral("Mover");
+}
+
+QString planText(const TransferPlan& plan)
+{
+    QStringList lines;
+    for (const TransferItem& item : plan.items)
+        lines.append(QStringLiteral("%1  %2").arg(item.bytes, 12).arg(item.source));
+    lines.append(QStringLiteral("%1 archivos · %2 bytes → %3")
+                     .arg(plan.items.size())
+                     .arg(plan.totalBytes())
+                     .arg(plan.destination));
+    return lines.join(QLatin1Char('\n'));
+}
+
+// Reads one answer from the terminal: yes in Spanish or English, anything else is no.
+bool confirmed(const TransferPlan& plan)
+{
+    const QString question = QStringLiteral("¿%1 %2 archivos a %3? [s/N] ")
+                                 .arg(kindVerb(plan.kind))
+                                 .arg(plan.items.size())
+                                 .arg(plan.destination);
+    const QByteArray bytes = Paths::encode(question);
+    fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+    fflush(stderr);
+    char line[64] = {};
+    if (!fgets(line, sizeof line, stdin))
+        return false;
+    const QString answer = QString::fromUtf8(line).trimmed().toLower();
+    return answer == QLatin1String("s") || answer == QLatin1String("si") || answer == QStringLiteral("sí")
+        || answer == QLatin1String("y") || answer == QLatin1String("yes");
+}
+
+// Parses the shared arguments; returns an exit status to end with, or -1 to go on.
+int parseTransfer(QCommandLineParser& parser, const QStringList& arguments, const QString& description)
+{
+    parser.addOption(QCommandLineOption(destinationOption, QStringLiteral("Carpeta de destino."),
+                                        QStringLiteral("DESTINO")));
+    const int early = parseArguments(parser, arguments, description, QStringLiteral("FOTO…"), 1);
+    if (early >= 0)
+        return early;
+    if (!parser.isSet(destinationOption)) {
+        Io::err(QStringLiteral("Falta la carpeta de destino: --to DESTINO"));
+        return usage;
+    }
+    return -1;
+}
+
+Result<TransferPlan> planFrom(const QCommandLineParser& parser, FileWorkflow& workflow, TransferKind kind)
+{
+    QStringList sources;
+    for (const QString& argument : parser.positionalArguments())
+        sources.append(Paths::clean(argument));
+    return workflow.plan(sources, Paths::clean(parser.value(destinationOption)), kind).result();
+}
+
+const QString associatedFilesText = QStringLiteral(
+    "Cada FOTO viaja con todos los archivos de su carpeta que tienen su mismo nombre base (XMP, JPEG gemelo…). "
+    "Nunca se sobrescribe nada: si el destino ya contiene alguno de esos nombres, no se transfiere nada.");
+
+} // namespace
+
+int TransferCommand::runPlan(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.addOption(QCommandLineOption(QStringLiteral("copy"), QStringLiteral("Planea una copia.")));
+    parser.addOption(QCommandLineOption(QStringLiteral("move"), QStringLiteral("Planea un traslado.")));
+    const int early = parseTransfer(parser, arguments,
+        QStringLiteral("Muestra lo que harían copy o move: cada archivo que viajaría, con su tamaño en bytes, y el "
+                       "destino. No cambia nada. Con --json escribe el plan tal como lo guarda el diario "
+                       "transaction.json. ") + associatedFilesText);
+    if (early >= 0)
+        return early;
+    const bool copy = parser.isSet(QStringLiteral("copy"));
+    if (copy == parser.isSet(QStringLiteral("move"))) {
+        Io::err(QStringLiteral("Indica --copy o --move"));
+        return usage;
+    }
+
+    FileWorkflow workflow;
+    const Result<TransferPlan> plan = planFrom(parser, workflow, copy ? TransferKind::copy : TransferKind::move);
+    if (!plan) {
+        Io::err(plan.message());
+        return failed;
+    }
+    if (parser.isSet(QStringLiteral("json"))) {
+        const QByteArray journal = plan->journal() + '\n';
+        fwrite(journal.constData(), 1, size_t(journal.size()), stdout);
+    } else {
+        Io::out(planText(*plan));
+    }
+    return success;
+}
+
+int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind)
+{
+    QCommandLineParser parser;
+    parser.addOption(QCommandLineOption(yesOption, QStringLiteral("Transfiere sin preguntar.")));
+    const QString what = kind == TransferKind::copy
+        ? QStringLiteral("Copia cada FOTO con sus archivos asociados a DESTINO. ")
+        : QStringLiteral("Mueve cada FOTO con sus archivos asociados a DESTINO; los originales quedan en "
+                         ".vantelor-move-recovery/<id> junto a ellos. ");
+    const int early = parseTransfer(parser, arguments,
+        what + QStringLiteral("Muestra el plan y pide confirmación (salvo con --yes); sin terminal y sin --yes no "
+                              "hace nada. Cada copia se verifica con SHA-256 antes de colocarla; si algo falla, se "
+                              "deshace lo hecho. ") + associatedFilesText);
+    if (early >= 0)
+        return early;
+    const bool json = parser.isSet(QStringLiteral("json"));
+    const bool yes = parser.isSet(yesOption);
+
+    FileWorkflow workflow;
+    const Result<TransferPlan> plan = planFrom(parser, workflow, kind);
+    if (!plan) {
+        Io::err(plan.message());
+        return failed;
+    }
+    // The plan goes where it does not spoil a JSON answer, and out before the work starts.
+    (json ? Io::err : Io::out)(planText(*plan));
+    fflush(stdout);
+    if (!yes) {
+        if (!::isatty(STDIN_FILENO)) {
+            Io::err(QStringLiteral("Sin terminal no se puede confirmar; añade --yes para transferir sin preguntar"));
+            return failed;
+        }
+        if (!confirmed(*plan)) {
+            Io::err(Cancelled().message());
+            return failed;
+        }
+    }
+
+    const Result<TransferReceipt> receipt = workflow.execute(*plan).result();
+    if (!receipt) {
+        Io::err(receipt.message());
+        return failed;
+    }
+    if (json) {
+        QJsonArray folders;
+        for (const QString& folder : receipt->recoveryFolders)
+            folders.append(Paths::jsonText(folder));
+        Io::json(QJsonObject{{QStringLiteral("count"), receipt->count}, {QStringLiteral("recoveryFolders"), folders}});
+        return success;
+    }
+    QString text = (kind == TransferKind::copy ? QStringLiteral("Copiados ") : QStringLiteral("Movidos "))
+        + QString::number(receipt->count) + QStringLiteral(" archivos. ");
+    if (!receipt->recoveryFolders.isEmpty()) {
+        text += QStringLiteral("Copias de recuperación conservadas en .vantelor-move-recovery.");
+        for (const QString& folder : receipt->recoveryFolders)
+            text += QStringLiteral("\n  ") + folder;
+    }
+    Io::out(text);
+    return success;
+}
+
+} // namespace vantelor::cli

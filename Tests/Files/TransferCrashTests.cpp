@@ -1,0 +1,217 @@
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <vector>
+#include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+#include "TransferTestSupport.h"
+
+using namespace vantelor;
+using namespace vantelor::test;
+
+namespace {
+
+constexpr int killCount = 100;
+
+// A shoot of 40 files: 16 NEF photos, each with its sidecar, half of them with a JPEG twin.
+// The kills are spread by the clock, so the clock must tell the same story on every run: on a
+// tmpfs the stages cost the same each time, while on a disk the syncs wander by tens of
+// milliseconds. What a SIGKILL leaves behind does not depend on the file system.
+QString crashFolderTemplate()
+{
+    const bool shm = pathExists(QStringLiteral("/dev/shm")) && ::access("/dev/shm", W_OK) == 0;
+    return shm ? QStringLiteral("/dev/shm/vantelor-crash-XXXXXX") : QString();
+}
+
+QString makeFolder(const QString& path)
+{
+    ::mkdir(Paths::encode(path).constData(), 0755);
+    return path;
+}
+
+// A shoot of 40 files: 16 NEF photos, each with its sidecar, half of them with a JPEG twin.
+struct CrashShoot {
+    QTemporaryDir box = crashFolderTemplate().isEmpty() ? QTemporaryDir() : QTemporaryDir(crashFolderTemplate());
+    QString src = makeFolder(Paths::join(Paths::clean(box.path()), QStringLiteral("Tarjeta")));
+    QString dest = makeFolder(Paths::join(Paths::clean(box.path()), QStringLiteral("Selección")));
+    QStringList photos;
+    Originals originals;
+
+    CrashShoot()
+    {
+        for (int n = 1; n <= 16; ++n) {
+            const QString base = Paths::join(src, QStringLiteral("DSC_%1").arg(n, 4, 10, QLatin1Char('0')));
+            photos.append(base + QStringLiteral(".NEF"));
+            writeFile(photos.last(), patternBytes(24 * 1024 + n * 512, n));
+            writeFile(base + QStringLiteral(".xmp"), patternBytes(700 + n, 100 + n));
+            if (n % 2 == 0)
+                writeFile(base + QStringLiteral(".JPG"), patternBytes(6 * 1024 + n, 200 + n));
+        }
+        for (const QString& name : visibleNames(src))
+            originals[Paths::join(src, name)] = readFile(Paths::join(src, name));
+    }
+
+    QStringList arguments() const
+    {
+        QStringList list{QStringLiteral("move")};
+        list += photos;
+        list += {QStringLiteral("--to"), dest, QStringLiteral("--yes")};
+        return list;
+    }
+
+    int recoveredCount() const
+    {
+        int count = 0;
+        const QString area = Paths::join(src, QStringLiteral(".vantelor-move-recovery"));
+        for (const QString& id : allNames(area))
+            count += int(visibleNames(Paths::join(area, id)).size()) - 1;  // less the journal
+        return count;
+    }
+
+    // Which stage of the move the disk shows.
+    QString stage() const
+    {
+        QString staging;
+        for (const QString& name : allNames(dest))
+            if (name.startsWith(QStringLiteral(".vantelor-transfer-")))
+                staging = Paths::join(dest, name);
+        const qsizetype placed = visibleNames(dest).size();
+        const int recovered = recoveredCount();
+        const QStringList stagingNames = staging.isEmpty() ? QStringList() : allNames(staging);
+        const bool staged = std::any_of(stagingNames.cbegin(), stagingNames.cend(),
+                                        [](const QString& n) { return n.startsWith(QStringLiteral("item-")); });
+        if (recovered == int(originals.size()))
+            return QStringLiteral("5 cierre");
+        if (recovered > 0)
+            return QStringLiteral("4 traslado a recuperación");
+        if (placed > 0)
+            return QStringLiteral("3 colocación");
+        if (staged)
+            return QStringLiteral("2 copia y verificación");
+        if (!staging.isEmpty())
+            return QStringLiteral("1 carpeta de preparación y diario");
+        return QStringLiteral("0 arranque y plan");
+    }
+};
+
+QString cliPath()
+{
+    return qEnvironmentVariable("VANTELOR_CLI");
+}
+
+// Starts the move and returns once the plan has been printed, i.e. when execution begins.
+bool startMove(QProcess& process, const CrashShoot& shoot)
+{
+    process.start(cliPath(), shoot.arguments());
+    if (!process.waitForStarted(10000))
+        return false;
+    QByteArray out;
+    while (!out.contains("\xe2\x86\x92 ")) {  // "→ " ends the plan's last line
+        if (!process.waitForReadyRead(20000))
+            return false;
+        out += process.readAllStandardOutput();
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
+{
+    ASSERT_FALSE(cliPath().isEmpty()) << "VANTELOR_CLI is not set";
+
+    // Where each stage begins and how long execution takes here and now, watched on the disk,
+    // so that the kills can be spread evenly over the stages rather than over the clock.
+    std::map<QString, qint64> stageStartNs;
+    qint64 executionNs = 0;
+    {
+        CrashShoot shoot;
+        QProcess process;
+        ASSERT_TRUE(startMove(process, shoot));
+        QElapsedTimer timer;
+        timer.start();
+        while (!process.waitForFinished(0)) {
+            const QString stage = shoot.stage();
+            if (!stageStartNs.count(stage))
+                stageStartNs[stage] = timer.nsecsElapsed();
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        executionNs = timer.nsecsElapsed();
+        ASSERT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+        EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 40);
+    }
+    // Windows [start, next start) of the stages seen, the last one running a little past the end.
+    std::vector<std::pair<qint64, qint64>> windows;
+    for (auto stage = stageStartNs.begin(); stage != stageStartNs.end(); ++stage) {
+        const auto next = std::next(stage);
+        windows.emplace_back(stage->second, next == stageStartNs.end() ? executionNs * 105 / 100 : next->second);
+    }
+    std::vector<qint64> killAt;
+    for (int k = 0; k < killCount; ++k) {
+        const auto& [begin, end] = windows[size_t(k) * windows.size() / killCount];
+        const int perWindow = killCount / int(windows.size());
+        const int slot = k % std::max(perWindow, 1);
+        killAt.push_back(begin + (end - begin) * (2 * slot + 1) / (2 * std::max(perWindow, 1)));
+    }
+
+    std::map<QString, int> killsPerStage;
+    int secondRunsCompleted = 0;
+    int secondRunsRefused = 0;
+    for (int k = 0; k < killCount; ++k) {
+        SCOPED_TRACE("kill " + std::to_string(k));
+        CrashShoot shoot;
+        QProcess process;
+        ASSERT_TRUE(startMove(process, shoot));
+        std::this_thread::sleep_for(std::chrono::nanoseconds(killAt[size_t(k)]));
+        const bool finished = process.state() == QProcess::NotRunning;
+        process.kill();  // SIGKILL
+        process.waitForFinished(10000);
+        killsPerStage[finished ? QStringLiteral("6 terminado antes") : shoot.stage()]++;
+
+        expectNothingLost(shoot.originals, shoot.dest);
+
+        QProcess again;
+        again.start(cliPath(), shoot.arguments());
+        ASSERT_TRUE(again.waitForFinished(60000));
+        const QString error = QString::fromUtf8(again.readAllStandardError());
+        if (again.exitCode() == 0) {
+            ++secondRunsCompleted;
+            EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 40);
+            EXPECT_EQ(visibleNames(shoot.src), QStringList());
+        } else {
+            ++secondRunsRefused;
+            EXPECT_EQ(again.exitCode(), 1);
+            EXPECT_TRUE(error.contains(QStringLiteral("El destino ya contiene"))
+                        || error.contains(QStringLiteral(": No such file or directory")))
+                << error.toStdString();
+            expectNothingLost(shoot.originals, shoot.dest);
+        }
+        if (::testing::Test::HasFailure())
+            break;
+    }
+
+    std::cout << "Execution of the move: " << executionNs / 1000000 << " ms; stages began at";
+    for (const auto& [stage, start] : stageStartNs)
+        std::cout << " " << stage.left(1).toStdString() << ":" << start / 1000000 << " ms";
+    std::cout << ". Kills per stage:\n";
+    int inside = 0;
+    for (const auto& [stage, count] : killsPerStage) {
+        std::cout << "  " << stage.toStdString() << ": " << count << "\n";
+        if (!stage.startsWith(QLatin1Char('0')) && !stage.startsWith(QLatin1Char('6')))
+            inside += count > 0 ? 1 : 0;
+    }
+    std::cout << "Second runs: " << secondRunsCompleted << " completed, " << secondRunsRefused << " refused\n";
+    // The kills must have landed inside the operation, not only before or after it.
+    EXPECT_GE(inside, 2);
+}

@@ -105,15 +105,10 @@ struct CrashShoot {
     }
 };
 
-QString cliPath()
-{
-    return qEnvironmentVariable("VANTELOR_CLI");
-}
-
 // Starts the move and returns once the plan has been printed, i.e. when execution begins.
 bool startMove(QProcess& process, const CrashShoot& shoot)
 {
-    process.start(cliPath(), shoot.arguments());
+    process.start(cliProgram(), shoot.arguments());
     if (!process.waitForStarted(10000))
         return false;
     QByteArray out;
@@ -129,7 +124,7 @@ bool startMove(QProcess& process, const CrashShoot& shoot)
 
 TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
 {
-    ASSERT_FALSE(cliPath().isEmpty()) << "VANTELOR_CLI is not set";
+    ASSERT_TRUE(pathExists(cliProgram())) << cliProgram().toStdString();
 
     // Where each stage begins and how long execution takes here and now, watched on the disk,
     // so that the kills can be spread evenly over the stages rather than over the clock.
@@ -182,7 +177,7 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
         expectNothingLost(shoot.originals, shoot.dest);
 
         QProcess again;
-        again.start(cliPath(), shoot.arguments());
+        again.start(cliProgram(), shoot.arguments());
         ASSERT_TRUE(again.waitForFinished(60000));
         const QString error = QString::fromUtf8(again.readAllStandardError());
         if (again.exitCode() == 0) {

@@ -5,12 +5,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QCoreApplication>
+
 #include <gtest/gtest.h>
 
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
 namespace vantelor::test {
+
+QString cliProgram()
+{
+    const QString configured = qEnvironmentVariable("VANTELOR_CLI");
+    if (!configured.isEmpty())
+        return configured;
+    return Paths::clean(QCoreApplication::applicationDirPath() + QStringLiteral("/../Sources/VantelorCLI/vantelor-cli"));
+}
 
 QByteArray patternBytes(qsizetype size, int seed)
 {

@@ -11,6 +11,9 @@
 
 namespace vantelor::test {
 
+// The vantelor-cli program under test: $VANTELOR_CLI, else the one built beside the tests.
+QString cliProgram();
+
 // Deterministic contents of a given length, different for each seed.
 QByteArray patternBytes(qsizetype size, int seed);
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,30 @@
 namespace vantelor::test {
 
 Sandbox::Sandbox() : m_path(Paths::clean(m_dir.path())) {}
+
+namespace {
+
+int removeEntry(const char* path, const struct stat*, int, struct FTW*)
+{
+    ::remove(path);
+    return 0;  // go on whatever one entry did
+}
+
+} // namespace
+
+Sandbox::~Sandbox()
+{
+    if (m_path.isEmpty() || m_path == QStringLiteral("/"))
+        return;
+    const QByteArray root = Paths::encode(m_path);
+    // Folders first made writable, so that their entries can go; depth first, links not followed.
+    ::nftw(root.constData(), [](const char* path, const struct stat* st, int type, struct FTW*) {
+        if (type == FTW_D)
+            ::chmod(path, (st->st_mode & 07777) | 0700);
+        return 0;
+    }, 32, FTW_PHYS);
+    ::nftw(root.constData(), removeEntry, 32, FTW_DEPTH | FTW_PHYS);
+}
 
 QString Sandbox::file(const QString& relative) const
 {

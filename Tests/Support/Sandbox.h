@@ -11,6 +11,11 @@ namespace vantelor::test {
 class Sandbox {
 public:
     Sandbox();
+    // Removes the folder with the system's own calls, so that names which are not UTF-8 (which
+    // QTemporaryDir cannot name) and read-only folders go too.
+    ~Sandbox();
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
 
     const QString& path() const { return m_path; }
     QString file(const QString& relative) const;

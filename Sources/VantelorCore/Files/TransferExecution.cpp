@@ -77,11 +77,12 @@ Result<TransferReceipt> TransferExecution::run()
 std::optional<Failure> TransferExecution::openStaging()
 {
     // The journal is on disk, and findable, before the first byte is copied.
-    for (const Status& step : {m_fileSystem.writeNewFile(Paths::join(m_staging, journalName()), m_plan.journal()),
-                               m_fileSystem.sync(m_staging), m_fileSystem.sync(m_plan.destination)}) {
-        if (!step)
-            return step.failure();
-    }
+    if (const Status written = m_fileSystem.writeNewFile(Paths::join(m_staging, journalName()), m_plan.journal()); !written)
+        return written.failure();
+    if (const Status synced = m_fileSystem.sync(m_staging); !synced)
+        return synced.failure();
+    if (const Status synced = m_fileSystem.sync(m_plan.destination); !synced)
+        return synced.failure();
     return std::nullopt;
 }
 

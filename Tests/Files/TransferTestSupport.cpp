@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QCoreApplication>
-
 #include <gtest/gtest.h>
 
 #include "Support/Paths.h"
@@ -16,10 +14,7 @@ namespace vantelor::test {
 
 QString cliProgram()
 {
-    const QString configured = qEnvironmentVariable("VANTELOR_CLI");
-    if (!configured.isEmpty())
-        return configured;
-    return Paths::clean(QCoreApplication::applicationDirPath() + QStringLiteral("/../Sources/VantelorCLI/vantelor-cli"));
+    return qEnvironmentVariable("VANTELOR_CLI", QStringLiteral(VANTELOR_CLI_PATH));
 }
 
 QByteArray patternBytes(qsizetype size, int seed)

@@ -11,7 +11,7 @@
 
 namespace vantelor::test {
 
-// The vantelor-cli program under test: $VANTELOR_CLI, else the one built beside the tests.
+// The vantelor-cli program under test: $VANTELOR_CLI, else the one this build made.
 QString cliProgram();
 
 // Deterministic contents of a given length, different for each seed.

@@ -20,7 +20,7 @@ QString cliProgram()
 QByteArray patternBytes(qsizetype size, int seed)
 {
     QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 2166136261u ^ quint32(seed * 16777619);
+    quint32 state = 2166136261u ^ (quint32(seed) * 16777619u);
     for (qsizetype i = 0; i < size; ++i) {
         state = state * 1664525u + 1013904223u;
         bytes[i] = char(state >> 24);

@@ -21,7 +21,7 @@ TEST(PhotoMetadata, FormatsShutterSpeeds)
         EXPECT_EQ(PhotoMetadata::formatShutter(row.seconds), QString::fromUtf8(row.text)) << row.seconds;
     // A damaged file's absurd exposure still gives text, not an overflow.
     const QString tiny = PhotoMetadata::formatShutter(1e-30);
-    EXPECT_TRUE(tiny.startsWith(QLatin1String("1/1")) && tiny.endsWith(QLatin1String(" s"))) << tiny.toStdString();
+    EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
 }
 
 TEST(PhotoMetadata, FormatsApertures)

@@ -22,6 +22,7 @@ QString folder()
     static const QString path = [] {
         const QString p = QStringLiteral("/dev/shm/vantelor-fuzz-decode-%1").arg(getpid());
         mkdir(Paths::encode(p).constData(), 0700);
+        std::atexit([] { rmdir(Paths::encode(folder()).constData()); });
         return p;
     }();
     return path;

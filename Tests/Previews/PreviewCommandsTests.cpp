@@ -28,7 +28,7 @@ CliRun cli(const Sandbox& sandbox, const QStringList& arguments)
     // Keep the service's start-up clean-up inside the sandbox.
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), sandbox.file(QStringLiteral("xdg-cache")));
     process.setProcessEnvironment(environment);
-    process.start(qEnvironmentVariable("VANTELOR_CLI"), arguments);
+    process.start(QStringLiteral(VANTELOR_CLI_PATH), arguments);
     process.waitForFinished(120'000);
     return CliRun{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
@@ -121,7 +121,8 @@ TEST(PreviewCommands, PreviewOfOneFileWritesTheNamedImage)
     // QProcess cannot pass bytes that are not UTF-8; the shell's glob can.
     QProcess shell;
     shell.setWorkingDirectory(sandbox.path());
-    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exec \"$VANTELOR_CLI\" preview foto-*.jpg --size 320 --out small.jpg")});
+    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exec \"$0\" preview foto-*.jpg --size 320 --out small.jpg"),
+                                            QStringLiteral(VANTELOR_CLI_PATH)});
     shell.waitForFinished(120'000);
     const CliRun run{shell.exitCode(), shell.readAllStandardOutput(), shell.readAllStandardError()};
     ASSERT_EQ(run.status, 0) << run.err.toStdString();

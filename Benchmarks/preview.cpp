@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <random>
+#include <time.h>
 
 #include <QCoreApplication>
 #include <QFile>
@@ -28,6 +29,13 @@ double median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+double threadCpuMs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
 }
 
 qint64 statusKiB(const char* field)
@@ -120,16 +128,19 @@ int run(const QString& folder)
 
     const Result<PreviewResult> preview = service.load(photos[0], PreviewService::standardDimension).result();
     const QImage image = preview->image.scaled(2560, 1706, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    std::vector<double> peaking;
+    // Wall time and the thread's own CPU time: on a shared machine the second one is the figure.
+    std::vector<double> peaking, peakingCpu;
     qint64 highlighted = 0;
     for (int i = 0; i < 21; ++i) {
+        const double cpuStart = threadCpuMs();
         const auto start = Clock::now();
         const Result<FocusMask> mask = FocusPeaking::calculate(image, 0.5);
         peaking.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        peakingCpu.push_back(threadCpuMs() - cpuStart);
         highlighted = mask->highlightedPixels;
     }
-    std::printf("Resaltado de enfoque de 2560 × 1706: mediana %.2f ms (%lld píxeles resaltados)\n", median(peaking),
-                static_cast<long long>(highlighted));
+    std::printf("Resaltado de enfoque de 2560 × 1706: mediana %.2f ms de reloj, %.2f ms de CPU (%lld píxeles resaltados)\n",
+                median(peaking), median(peakingCpu), static_cast<long long>(highlighted));
     return 0;
 }
 

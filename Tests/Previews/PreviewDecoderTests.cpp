@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "PreviewFixtures.h"
+#include "Previews/Downscale.h"
 #include "Previews/JpegDecoder.h"
 #include "Previews/PreviewDecoder.h"
 #include "Support/ImageFixtures.h"
@@ -322,6 +323,47 @@ TEST(PreviewDecoder, AMissingFileIsUnreadable)
     ASSERT_FALSE(result.ok());
     EXPECT_EQ(result.message(), QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser "
                                                "incompatible, estar dañado o desconectado."));
+}
+
+} // namespace vantelor::test
+
+namespace vantelor::test {
+
+TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
+{
+    const struct {
+        QSize source;
+        int max;
+        QSize target;
+    } rows[] = {
+        {{3024, 2016}, 2560, {2560, 1707}},  // the two-tap path
+        {{300, 200}, 200, {200, 133}},       // a reduction by a third: still two taps
+        {{301, 200}, 151, {151, 100}},       // by half: Qt's area filter
+        {{1200, 800}, 160, {160, 107}},      // a larger reduction: Qt's area filter
+        {{64, 48}, 100, {64, 48}},           // never enlarged
+    };
+    for (const auto& row : rows) {
+        QImage flat(row.source, QImage::Format_RGB32);
+        flat.fill(qRgb(10, 200, 77));
+        const QImage small = Downscale::fit(flat, row.max);
+        ASSERT_EQ(small.size(), row.target);
+        for (const QPoint p : {QPoint(0, 0), QPoint(row.target.width() - 1, row.target.height() - 1),
+                               QPoint(row.target.width() / 2, row.target.height() / 3)})
+            EXPECT_EQ(small.pixel(p), qRgb(10, 200, 77)) << row.source.width();
+
+        // A picture comes out as Qt's own area filter makes it, up to the filters' difference on
+        // one-pixel lines: on average within a few levels.
+        const QImage picture = patternImage(row.source.width(), row.source.height());
+        const QImage ours = Downscale::fit(picture, row.max);
+        const QImage reference = picture.scaled(row.target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        qint64 difference = 0, samples = 0;
+        for (int y = 0; y < row.target.height(); y += 3)
+            for (int x = 0; x < row.target.width(); x += 3, ++samples) {
+                const QRgb a = ours.pixel(x, y), b = reference.pixel(x, y);
+                difference += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
+            }
+        EXPECT_LE(double(difference) / double(samples * 3), 6.0) << row.source.width();
+    }
 }
 
 } // namespace vantelor::test

@@ -14,7 +14,7 @@ namespace {
 // libheif 1.15 cannot decode at a reduced size, so the full image is always allocated; refuse
 // headers beyond any camera's sensor rather than allocate gigabytes for a hostile file.
 constexpr int maxSide = 32768;
-constexpr qint64 maxPixels = 120'000'000;
+constexpr qint64 maxPixels = 80'000'000;
 
 struct Context {
     heif_context* ctx = heif_context_alloc();

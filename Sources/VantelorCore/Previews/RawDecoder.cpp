@@ -13,8 +13,8 @@ namespace {
 
 // LibRaw's own ceiling for one raw buffer; well above any camera's (a 100-megapixel sensor needs
 // about 200 MiB), far below what a hostile header could ask for.
-constexpr unsigned maxRawMemoryMiB = 1024;
-constexpr qint64 maxPixels = 200'000'000;
+constexpr unsigned maxRawMemoryMiB = 512;
+constexpr qint64 maxPixels = 160'000'000;
 
 } // namespace
 

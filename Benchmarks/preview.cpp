@@ -1,0 +1,159 @@
+// Preview pipeline benchmark.
+//   bench-preview make DIR [COUNT]   writes COUNT (50) NEFs, each embedding a 6048 × 4032 JPEG of
+//                                    about 4 MB, as a camera writes them
+//   bench-preview run DIR            cache hit time, resident memory after 6 prefetches of
+//                                    2560-pixel previews, and focus peaking of a 2560 × 1706
+//                                    preview; medians of repeated runs
+// Benchmarks/preview.sh runs both and compares the decode against djpeg in the same run.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <random>
+#include <time.h>
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include "Previews/FocusPeaking.h"
+#include "Previews/PreviewService.h"
+#include "Support/ImageFixtures.h"
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+
+using namespace vantelor;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double threadCpuMs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
+}
+
+qint64 statusKiB(const char* field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith(field))
+            return line.mid(qsizetype(strlen(field))).trimmed().split(' ').first().toLongLong();
+    return -1;
+}
+
+// A sensor-like frame: the test pattern under fine noise, which is what makes camera JPEGs big.
+QImage cameraFrame(int width, int height, unsigned seed)
+{
+    QImage image = test::patternImage(width, height, QColor(90, 120, 160));
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> noise(-6, 6);
+    for (int y = 0; y < height; ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < width; ++x) {
+            const int n = noise(random);
+            const QRgb p = line[x];
+            line[x] = qRgb(std::clamp(qRed(p) + n, 0, 255), std::clamp(qGreen(p) + n, 0, 255), std::clamp(qBlue(p) + n, 0, 255));
+        }
+    }
+    return image;
+}
+
+int make(const QString& folder, int count)
+{
+    test::NefSpec spec;
+    spec.previews = {test::makeJpeg(640, 424), test::makeJpeg(cameraFrame(6048, 4032, 1), 88)};
+    spec.exif.model = QByteArray("NIKON Z 8");
+    spec.exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
+    spec.exif.iso = 800;
+    spec.exif.fNumber = QPair<quint32, quint32>(56, 10);
+    spec.exif.exposureTime = QPair<quint32, quint32>(1, 500);
+    spec.exif.dateTimeOriginal = QByteArray("2024:05:01 10:00:00");
+    spec.rawBytes = 2 * 1024 * 1024;  // the raw strip is never read; its size hardly matters
+    const QByteArray nef = test::makeNef(spec);
+    for (int i = 0; i < count; ++i)
+        test::writeFile(Paths::join(folder, QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0'))), nef);
+    std::printf("%d NEF de %.1f MB; vista previa incrustada de 6048 × 4032 y %.2f MB\n", count, nef.size() / 1e6,
+                spec.previews[1].size() / 1e6);
+    return 0;
+}
+
+int run(const QString& folder)
+{
+    QList<PhotoItem> photos;
+    for (int i = 0; i < 6; ++i) {
+        auto item = PhotoItem::inspect(Paths::join(folder, QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0'))));
+        if (!item.ok() || !item->has_value()) {
+            std::fprintf(stderr, "Faltan los NEF: bench-preview make %s\n", Paths::encode(folder).constData());
+            return 1;
+        }
+        photos.append(**item);
+    }
+    const qint64 rssBefore = statusKiB("VmRSS:");
+    PreviewService service(PreviewService::sharedCacheBytes, Paths::join(folder, QStringLiteral("cache")));
+
+    // Six prefetches in the direction of travel, as the window issues them.
+    QList<QFuture<Result<PreviewResult>>> prefetches;
+    for (const PhotoItem& photo : photos)
+        prefetches.append(service.prefetch(photo, PreviewService::standardDimension));
+    for (auto& f : prefetches)
+        f.waitForFinished();
+    service.waitForIdle();
+    const qint64 rssAfter = statusKiB("VmRSS:");
+    const qint64 peak = statusKiB("VmHWM:");
+    std::printf("6 prefetches de 2560 px: RSS %.1f MB (antes %.1f MB, pico %.1f MB), caché %.1f MB en %d entradas\n",
+                rssAfter / 1024.0, rssBefore / 1024.0, peak / 1024.0, service.cache().totalCost() / 1048576.0,
+                service.cache().count());
+
+    std::vector<double> hits;
+    for (int i = 0; i < 2000; ++i) {
+        const auto start = Clock::now();
+        const auto future = service.load(photos[i % 6], PreviewService::standardDimension);
+        const bool ready = future.isFinished() && future.result().ok();
+        hits.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        if (!ready) {
+            std::fprintf(stderr, "La consulta %d no fue un acierto de caché\n", i);
+            return 1;
+        }
+    }
+    std::printf("Acierto de caché: mediana %.4f ms, máximo %.4f ms (2000 consultas)\n", median(hits),
+                *std::max_element(hits.begin(), hits.end()));
+
+    const Result<PreviewResult> preview = service.load(photos[0], PreviewService::standardDimension).result();
+    const QImage image = preview->image.scaled(2560, 1706, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    // Wall time and the thread's own CPU time: on a shared machine the second one is the figure.
+    std::vector<double> peaking, peakingCpu;
+    qint64 highlighted = 0;
+    for (int i = 0; i < 21; ++i) {
+        const double cpuStart = threadCpuMs();
+        const auto start = Clock::now();
+        const Result<FocusMask> mask = FocusPeaking::calculate(image, 0.5);
+        peaking.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        peakingCpu.push_back(threadCpuMs() - cpuStart);
+        highlighted = mask->highlightedPixels;
+    }
+    std::printf("Resaltado de enfoque de 2560 × 1706: mediana %.2f ms de reloj, %.2f ms de CPU (%lld píxeles resaltados)\n",
+                median(peaking), median(peakingCpu), static_cast<long long>(highlighted));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString mode = argc > 1 ? QString::fromUtf8(argv[1]) : QString();
+    if (argc >= 3 && mode == QLatin1String("make"))
+        return make(Paths::clean(Paths::decode(argv[2])), argc > 3 ? atoi(argv[3]) : 50);
+    if (argc >= 3 && mode == QLatin1String("run"))
+        return run(Paths::clean(Paths::decode(argv[2])));
+    std::fprintf(stderr, "Uso: bench-preview make CARPETA [N] | bench-preview run CARPETA\n");
+    return 2;
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+#include <QHash>
+#include <QMutex>
+#include <QSet>
+#include <QThread>
+#include <QThreadPool>
+
+#include "Previews/PreviewCache.h"
+#include "Previews/PreviewLoading.h"
+
+namespace vantelor {
+
+class PreviewRequest;
+
+// Photo files to display-ready previews, with recent results kept in memory. Decoding runs on
+// two queues: "com.vantelor.preview" (two at once) for what is on screen, large previews first,
+// and "com.vantelor.prefetch" (one at a time, lowest priority) for warming the cache ahead of the
+// user. Requests for the same file and size decode once; a cancelled request ends at once.
+// Callers may use it from any thread; results are values. One shared instance serves the app.
+class PreviewService final : public PreviewLoading {
+public:
+    using Decoder = std::function<Result<PreviewResult>(const PhotoItem&, int dimension)>;
+
+    static constexpr int minimumDimension = 32;
+    static constexpr int maximumDimension = 8192;
+    static constexpr int standardDimension = 2560;
+    static constexpr int largePreviewThreshold = 800;
+    static constexpr int countLimit = 400;
+    static constexpr qint64 sharedCacheBytes = 512LL * 1024 * 1024;
+
+    // An empty cacheDirectory means the user's: $XDG_CACHE_HOME (or ~/.cache) followed by
+    // "com.vantelor.culling/previews-v1". Nothing is kept there; files that older versions left
+    // (named by 64 hexadecimal digits) are deleted once, on the display queue. The decoder is
+    // PreviewDecoder::decode unless a test brings its own.
+    explicit PreviewService(qint64 cacheBytes, const QString& cacheDirectory = {}, Decoder decoder = {});
+    ~PreviewService() override;
+    PreviewService(const PreviewService&) = delete;
+    PreviewService& operator=(const PreviewService&) = delete;
+
+    // The application's instance: 512 MiB of previews, the user's cache directory.
+    static PreviewService& shared();
+
+    QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override;
+    // Warms the cache; the future may be ignored, or cancelled when the user turns away.
+    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension);
+    // Warms the preview of the standard display size.
+    QFuture<Result<PreviewResult>> prepare(const PhotoItem& item);
+    void clearCache();
+
+    // A cache hit returns a finished future without queueing anything.
+    QFuture<Result<PreviewResult>> request(const PhotoItem& item, int dimension, bool warming);
+    static Result<PreviewResult> decode(const PhotoItem& item, int dimension);
+
+    static int clampDimension(int dimension);
+    static QString defaultCacheDirectory();
+
+    // For tests and benchmarks.
+    const PreviewCache& cache() const { return m_cache; }
+    int decodeCount() const { return m_decodes.load(); }
+    int decodeLockCount() const;
+    // Blocks until both queues are empty.
+    void waitForIdle();
+
+private:
+    Result<PreviewResult> runJob(const PhotoItem& item, int dimension, const PreviewRequest& request);
+    std::shared_ptr<QMutex> acquireLock(const QString& key);
+    void releaseLock(const QString& key);
+    void watch(const std::shared_ptr<PreviewRequest>& request);
+    static void removeStaleFiles(const QString& directory);
+
+    struct DecodeLock {
+        std::shared_ptr<QMutex> mutex;
+        int holders = 0;
+    };
+
+    PreviewCache m_cache;
+    Decoder m_decoder;
+    std::atomic<int> m_decodes{0};
+    mutable QMutex m_locksGuard;
+    QHash<QString, DecodeLock> m_decodeLocks;
+
+    // Receives the cancellation of callers' futures, so that a cancelled request ends at once
+    // whatever thread the caller is on and whether or not that thread runs an event loop.
+    QThread m_watchThread;
+    QMutex m_watchersGuard;
+    QSet<QObject*> m_watchers;
+
+    // Last: destroyed first, waiting for running jobs while the rest still exists.
+    QThreadPool m_backgroundQueue;
+    QThreadPool m_queue;
+};
+
+} // namespace vantelor

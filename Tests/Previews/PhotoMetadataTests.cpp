@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include "Previews/ImageProperties.h"
+#include "Previews/PhotoMetadata.h"
+#include "Previews/PreviewDecoder.h"
+#include "Support/ImageFixtures.h"
+#include "Support/Sandbox.h"
+
+namespace vantelor::test {
+
+TEST(PhotoMetadata, FormatsShutterSpeeds)
+{
+    const struct {
+        double seconds;
+        const char* text;
+    } rows[] = {
+        {0.004, "1/250 s"}, {1.0 / 3.0, "1/3 s"}, {0.3, "1/3 s"},  {0.5, "1/2 s"},     {1.0 / 8000, "1/8000 s"},
+        {1.0, "1.00 s"},    {2.5, "2.50 s"},      {30.0, "30.00 s"}, {0.0, "0.00 s"},  {0.9999, "1/1 s"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(PhotoMetadata::formatShutter(row.seconds), QString::fromUtf8(row.text)) << row.seconds;
+    // A damaged file's absurd exposure still gives text, not an overflow.
+    const QString tiny = PhotoMetadata::formatShutter(1e-30);
+    EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
+}
+
+TEST(PhotoMetadata, FormatsApertures)
+{
+    const struct {
+        double fNumber;
+        const char* text;
+    } rows[] = {{4.0, "ƒ/4.0"}, {2.8, "ƒ/2.8"}, {1.4, "ƒ/1.4"}, {22.0, "ƒ/22.0"}, {5.66, "ƒ/5.7"}};
+    for (const auto& row : rows)
+        EXPECT_EQ(PhotoMetadata::formatAperture(row.fNumber), QString::fromUtf8(row.text)) << row.fNumber;
+}
+
+TEST(PhotoMetadata, ReadsCaptureDataFromExif)
+{
+    ExifInfo exif;
+    exif.model = QByteArray("NIKON Z 8");
+    exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
+    exif.iso = 3200;
+    exif.fNumber = QPair<quint32, quint32>(40, 10);
+    exif.exposureTime = QPair<quint32, quint32>(1, 250);
+    Sandbox sandbox;
+    const auto metadata = PreviewDecoder::metadata(sandbox.write(QStringLiteral("a.jpg"), makeJpeg(patternImage(300, 200), 80, exif)));
+    ASSERT_TRUE(metadata.ok());
+    EXPECT_EQ(metadata->width, 300);
+    EXPECT_EQ(metadata->height, 200);
+    EXPECT_EQ(metadata->camera, QStringLiteral("NIKON Z 8"));
+    EXPECT_EQ(metadata->lens, QStringLiteral("NIKKOR Z 24-120mm f/4 S"));
+    EXPECT_EQ(metadata->iso, QStringLiteral("ISO 3200"));
+    EXPECT_EQ(metadata->aperture, QStringLiteral("ƒ/4.0"));
+    EXPECT_EQ(metadata->shutter, QStringLiteral("1/250 s"));
+}
+
+TEST(PhotoMetadata, AFileWithoutExifShowsDashesAndItsSize)
+{
+    Sandbox sandbox;
+    for (const auto& [name, bytes] : {std::pair{QStringLiteral("a.png"), makePng(patternImage(120, 80))},
+                                      std::pair{QStringLiteral("a.jpg"), makeJpeg(120, 80)}}) {
+        const auto metadata = PreviewDecoder::metadata(sandbox.write(name, bytes));
+        ASSERT_TRUE(metadata.ok());
+        EXPECT_EQ(metadata->width, 120);
+        EXPECT_EQ(metadata->height, 80);
+        for (const QString& text : {metadata->camera, metadata->lens, metadata->iso, metadata->aperture, metadata->shutter})
+            EXPECT_EQ(text, QStringLiteral("—")) << name.toStdString();
+    }
+}
+
+TEST(PhotoMetadata, TakesTheFirstIsoAndIgnoresValuesOfTheWrongType)
+{
+    TiffIfd exif;
+    exif.shorts(0x8827, {3200, 1600});
+    exif.ascii(0x829D, "2.8");          // FNumber as text: absent
+    exif.shorts(0x829A, {250});         // ExposureTime as SHORT: absent
+    exif.rationals(0xA434, {{1, 2}});   // LensModel as RATIONAL: absent
+    TiffIfd ifd0;
+    ifd0.shorts(0x110, {42});           // Model as SHORT: absent
+    ifd0.exif(exif);
+    const QByteArray app1 = QByteArray("Exif\0\0", 6) + TiffWriter::write({ifd0}, true);
+    QByteArray jpeg = makeJpeg(64, 48);
+    QByteArray segment("\xFF\xE1", 2);
+    segment.append(char((app1.size() + 2) >> 8)).append(char((app1.size() + 2) & 0xFF)).append(app1);
+    jpeg.insert(2, segment);
+
+    Sandbox sandbox;
+    const auto metadata = PreviewDecoder::metadata(sandbox.write(QStringLiteral("a.jpg"), jpeg));
+    ASSERT_TRUE(metadata.ok());
+    EXPECT_EQ(metadata->iso, QStringLiteral("ISO 3200"));
+    EXPECT_EQ(metadata->aperture, QStringLiteral("—"));
+    EXPECT_EQ(metadata->shutter, QStringLiteral("—"));
+    EXPECT_EQ(metadata->lens, QStringLiteral("—"));
+    EXPECT_EQ(metadata->camera, QStringLiteral("—"));
+}
+
+TEST(PhotoMetadata, EncodesWithItsSevenKeys)
+{
+    PhotoMetadata metadata;
+    metadata.width = 6048;
+    metadata.height = 4032;
+    const QJsonObject json = metadata.toJson();
+    EXPECT_EQ(json.keys(), (QStringList{"aperture", "camera", "height", "iso", "lens", "shutter", "width"}));
+    EXPECT_EQ(json.value(QStringLiteral("width")).toInt(), 6048);
+    EXPECT_EQ(json.value(QStringLiteral("camera")).toString(), QStringLiteral("—"));
+}
+
+TEST(PhotoMetadata, AnUnopenableFileIsUnreadable)
+{
+    const auto metadata = PreviewDecoder::metadata(QStringLiteral("/nonexistent/DSC_9.NEF"));
+    ASSERT_FALSE(metadata.ok());
+    EXPECT_EQ(metadata.message(), BrowserError::unreadableImage(QStringLiteral("DSC_9.NEF")).message());
+}
+
+} // namespace vantelor::test

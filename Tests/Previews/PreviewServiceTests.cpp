@@ -1,0 +1,385 @@
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <QMutex>
+#include <QWaitCondition>
+
+#include "Previews/PreviewCache.h"
+#include "Previews/PreviewService.h"
+#include "Support/ImageFixtures.h"
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+
+namespace vantelor::test {
+
+namespace {
+
+// A decoder under the test's control: records what it is asked, and holds back the files the
+// test names until it lets them go.
+class ScriptedDecoder {
+public:
+    Result<PreviewResult> operator()(const PhotoItem& item, int dimension)
+    {
+        QMutexLocker lock(&m_mutex);
+        m_started.append(item.name());
+        m_changed.wakeAll();
+        while (m_held.contains(item.name()))
+            m_changed.wait(&m_mutex);
+        m_dimensions.append(dimension);
+        if (item.name().startsWith(QLatin1String("fail")))
+            return BrowserError::unreadableImage(item.name());
+        PreviewResult result;
+        result.image = QImage(dimension, dimension / 2, QImage::Format_RGB32);
+        result.image.fill(Qt::gray);
+        return result;
+    }
+
+    void hold(const QString& name)
+    {
+        QMutexLocker lock(&m_mutex);
+        m_held.insert(name);
+    }
+    void release(const QString& name)
+    {
+        QMutexLocker lock(&m_mutex);
+        m_held.remove(name);
+        m_changed.wakeAll();
+    }
+    void waitUntilStarted(const QString& name)
+    {
+        QMutexLocker lock(&m_mutex);
+        while (!m_started.contains(name))
+            m_changed.wait(&m_mutex);
+    }
+    QStringList started()
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_started;
+    }
+    QList<int> dimensions()
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_dimensions;
+    }
+
+    PreviewService::Decoder function()
+    {
+        return [this](const PhotoItem& item, int dimension) { return (*this)(item, dimension); };
+    }
+
+private:
+    QMutex m_mutex;
+    QWaitCondition m_changed;
+    QSet<QString> m_held;
+    QStringList m_started;
+    QList<int> m_dimensions;
+};
+
+struct Fixture {
+    Sandbox sandbox;
+    ScriptedDecoder decoder;
+    PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), decoder.function()};
+
+    PhotoItem photo(const QString& name)
+    {
+        const QString path = sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels"));
+        return **PhotoItem::inspect(path);
+    }
+};
+
+PreviewResult resultOf(int width, int height)
+{
+    PreviewResult result;
+    result.image = QImage(width, height, QImage::Format_RGB32);
+    return result;
+}
+
+} // namespace
+
+TEST(PreviewService, ClampsTheDimensionAndKeysByTheClampedValue)
+{
+    const struct {
+        int asked;
+        int used;
+    } rows[] = {{10, 32}, {31, 32}, {32, 32}, {8192, 8192}, {20000, 8192}, {-5, 32}};
+    for (const auto& row : rows) {
+        Fixture f;
+        const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+        ASSERT_TRUE(f.service.load(item, row.asked).result().ok());
+        EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used}) << row.asked;
+        // The clamped size is a hit without decoding again.
+        const auto again = f.service.load(item, row.used);
+        EXPECT_TRUE(again.isFinished()) << row.asked;
+        EXPECT_EQ(f.service.decodeCount(), 1) << row.asked;
+    }
+}
+
+TEST(PreviewService, ACacheHitIsReadyWithoutQueueing)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    const auto first = f.service.load(item, 1000).result();
+    ASSERT_TRUE(first.ok());
+    // Hold every decode: a hit must not need one.
+    f.decoder.hold(QStringLiteral("a.jpg"));
+    const auto hit = f.service.load(item, 1000);
+    ASSERT_TRUE(hit.isFinished());
+    EXPECT_EQ(hit.result()->image.size(), QSize(1000, 500));
+    EXPECT_EQ(f.service.decodeCount(), 1);
+    EXPECT_EQ(f.service.cache().totalCost(), first->cost());
+    f.decoder.release(QStringLiteral("a.jpg"));
+}
+
+TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    f.decoder.hold(item.name());
+    const auto first = f.service.load(item, 2560);
+    f.decoder.waitUntilStarted(item.name());
+    // The second request is a miss too, and its job waits on the key's lock.
+    const auto second = f.service.load(item, 2560);
+    EXPECT_FALSE(second.isFinished());
+    f.decoder.release(item.name());
+    ASSERT_TRUE(first.result().ok());
+    ASSERT_TRUE(second.result().ok());
+    EXPECT_EQ(f.service.decodeCount(), 1);
+    f.service.waitForIdle();
+    EXPECT_EQ(f.service.decodeLockCount(), 0);
+}
+
+TEST(PreviewService, DifferentSizesOfOneFileAreDifferentEntries)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    ASSERT_TRUE(f.service.load(item, 400).result().ok());
+    ASSERT_TRUE(f.service.load(item, 2560).result().ok());
+    EXPECT_EQ(f.service.decodeCount(), 2);
+    EXPECT_EQ(f.service.cache().count(), 2);
+}
+
+TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
+{
+    Fixture f;
+    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
+    f.decoder.hold(busy1.name());
+    f.decoder.hold(busy2.name());
+    const auto b1 = f.service.load(busy1, 2560);
+    const auto b2 = f.service.load(busy2, 2560);
+    f.decoder.waitUntilStarted(busy1.name());
+    f.decoder.waitUntilStarted(busy2.name());
+
+    auto queued = f.service.load(f.photo(QStringLiteral("queued.jpg")), 2560);
+    queued.cancel();
+    queued.waitForFinished();  // both display threads are still held: only cancellation ends it
+    EXPECT_TRUE(queued.isCanceled());
+    EXPECT_EQ(queued.resultCount(), 0);
+
+    f.decoder.release(busy1.name());
+    f.decoder.release(busy2.name());
+    f.service.waitForIdle();
+    EXPECT_FALSE(f.decoder.started().contains(QStringLiteral("queued.jpg")));
+    EXPECT_EQ(f.service.decodeLockCount(), 0);
+}
+
+TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    f.decoder.hold(item.name());
+    auto running = f.service.load(item, 2560);
+    f.decoder.waitUntilStarted(item.name());
+    running.cancel();
+    running.waitForFinished();  // the decode is still held
+    EXPECT_TRUE(running.isCanceled());
+    EXPECT_TRUE(f.decoder.dimensions().isEmpty());
+
+    f.decoder.release(item.name());
+    f.service.waitForIdle();
+    const auto later = f.service.load(item, 2560);
+    EXPECT_TRUE(later.isFinished());
+    EXPECT_TRUE(later.result().ok());
+    EXPECT_EQ(f.service.decodeCount(), 1);
+}
+
+TEST(PreviewService, CancellingWhileWaitingForTheKeyEndsAtOnce)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    f.decoder.hold(item.name());
+    const auto first = f.service.load(item, 2560);
+    f.decoder.waitUntilStarted(item.name());
+    auto waiting = f.service.load(item, 2560);
+    waiting.cancel();
+    waiting.waitForFinished();
+    EXPECT_TRUE(waiting.isCanceled());
+
+    f.decoder.release(item.name());
+    ASSERT_TRUE(first.result().ok());
+    f.service.waitForIdle();
+    EXPECT_EQ(f.service.decodeCount(), 1);
+    EXPECT_EQ(f.service.decodeLockCount(), 0);
+}
+
+TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
+{
+    Fixture f;
+    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
+    f.decoder.hold(busy1.name());
+    f.decoder.hold(busy2.name());
+    const auto b1 = f.service.load(busy1, 2560);
+    const auto b2 = f.service.load(busy2, 2560);
+    f.decoder.waitUntilStarted(busy1.name());
+    f.decoder.waitUntilStarted(busy2.name());
+
+    const auto thumb1 = f.service.load(f.photo(QStringLiteral("thumb1.jpg")), 200);
+    const auto thumb2 = f.service.load(f.photo(QStringLiteral("thumb2.jpg")), 800);
+    const auto large = f.service.load(f.photo(QStringLiteral("large.jpg")), 801);
+    // Warming runs on its own queue while both display threads are held.
+    ASSERT_TRUE(f.service.prefetch(f.photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
+    EXPECT_FALSE(thumb1.isFinished());
+
+    f.decoder.release(busy1.name());
+    f.decoder.release(busy2.name());
+    f.service.waitForIdle();
+    const QStringList order = f.decoder.started();
+    EXPECT_LT(order.indexOf(QStringLiteral("large.jpg")), order.indexOf(QStringLiteral("thumb1.jpg")));
+    EXPECT_LT(order.indexOf(QStringLiteral("large.jpg")), order.indexOf(QStringLiteral("thumb2.jpg")));
+}
+
+TEST(PreviewService, FailuresAreNotCached)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("fail.jpg"));
+    for (int i = 0; i < 2; ++i) {
+        const auto result = f.service.load(item, 500).result();
+        ASSERT_FALSE(result.ok());
+        EXPECT_EQ(result.message(), BrowserError::unreadableImage(QStringLiteral("fail.jpg")).message());
+    }
+    EXPECT_EQ(f.service.decodeCount(), 2);
+    EXPECT_EQ(f.service.cache().count(), 0);
+}
+
+TEST(PreviewService, AChangedFileGetsANewKey)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
+    ASSERT_TRUE(f.service.load(item, 500).result().ok());
+    const timespec times[2] = {{0, UTIME_OMIT}, {1'600'000'000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, Paths::encode(item.url).constData(), times, 0), 0);
+    // The caller's record is stale; the service looks at the file as it is now.
+    ASSERT_TRUE(f.service.load(item, 500).result().ok());
+    EXPECT_EQ(f.service.decodeCount(), 2);
+}
+
+TEST(PreviewService, AVanishedFileIsUnreadable)
+{
+    Fixture f;
+    const PhotoItem item = f.photo(QStringLiteral("gone.jpg"));
+    ::unlink(Paths::encode(item.url).constData());
+    const auto result = f.service.load(item, 500).result();
+    ASSERT_FALSE(result.ok());
+    EXPECT_EQ(result.message(), BrowserError::unreadableImage(QStringLiteral("gone.jpg")).message());
+    EXPECT_EQ(f.service.decodeCount(), 0);
+}
+
+TEST(PreviewService, RemovesOnlyOldCacheFilesAtStart)
+{
+    Sandbox sandbox;
+    const QString hex64 = QStringLiteral("0123456789abcdef").repeated(4);
+    const QStringList removed = {hex64, hex64.toUpper()};
+    const QStringList kept = {hex64.left(63), hex64 + QStringLiteral("0"), hex64.left(63) + QStringLiteral("g"),
+                              hex64 + QStringLiteral(".jpg"), QStringLiteral("notes.txt")};
+    for (const QString& name : removed + kept)
+        sandbox.write(QStringLiteral("cache/") + name, "x");
+    {
+        PreviewService service(1024 * 1024, sandbox.file(QStringLiteral("cache")));
+        service.waitForIdle();
+    }
+    for (const QString& name : removed)
+        EXPECT_FALSE(sandbox.exists(QStringLiteral("cache/") + name)) << name.toStdString();
+    for (const QString& name : kept)
+        EXPECT_TRUE(sandbox.exists(QStringLiteral("cache/") + name)) << name.toStdString();
+}
+
+TEST(PreviewService, DefaultCacheDirectoryFollowsXdg)
+{
+    const QByteArray savedCache = qgetenv("XDG_CACHE_HOME"), savedHome = qgetenv("HOME");
+    qputenv("XDG_CACHE_HOME", "/tmp/xdg-cache");
+    EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/tmp/xdg-cache/com.vantelor.culling/previews-v1"));
+    qputenv("XDG_CACHE_HOME", "relative/cache");
+    qputenv("HOME", "/home/ana");
+    EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/home/ana/.cache/com.vantelor.culling/previews-v1"));
+    qunsetenv("XDG_CACHE_HOME");
+    EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/home/ana/.cache/com.vantelor.culling/previews-v1"));
+    if (savedCache.isNull())
+        qunsetenv("XDG_CACHE_HOME");
+    else
+        qputenv("XDG_CACHE_HOME", savedCache);
+    qputenv("HOME", savedHome);
+}
+
+TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
+{
+    Sandbox sandbox;
+    ScriptedDecoder decoder;
+    QList<QFuture<Result<PreviewResult>>> futures;
+    {
+        PreviewService service(64LL * 1024 * 1024, sandbox.mkdir(QStringLiteral("cache")), decoder.function());
+        decoder.hold(QStringLiteral("p0.jpg"));
+        for (int i = 0; i < 6; ++i)
+            futures.append(service.load(**PhotoItem::inspect(sandbox.write(QStringLiteral("p%1.jpg").arg(i), "x")), 900));
+        decoder.waitUntilStarted(QStringLiteral("p0.jpg"));
+        decoder.release(QStringLiteral("p0.jpg"));
+    }
+    for (auto& future : futures) {
+        future.waitForFinished();
+        EXPECT_TRUE(future.isCanceled() || future.result().ok());
+    }
+}
+
+TEST(PreviewService, DecodesRealFilesThroughTheDefaultDecoder)
+{
+    Sandbox sandbox;
+    PreviewService service(64LL * 1024 * 1024, sandbox.mkdir(QStringLiteral("cache")));
+    const auto nef = **PhotoItem::inspect(sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(1200, 800)));
+    const auto result = service.load(nef, 600).result();
+    ASSERT_TRUE(result.ok()) << result.message().toStdString();
+    EXPECT_EQ(result->image.size(), QSize(600, 400));
+    EXPECT_FALSE(result->usedFallback);
+    EXPECT_EQ(service.cache().totalCost(), qint64(600) * 4 * 400);
+}
+
+TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)
+{
+    PreviewCache byCount(1'000'000, 3);
+    for (const char* key : {"a", "b", "c"})
+        byCount.insert(QString::fromLatin1(key), resultOf(10, 10));
+    ASSERT_TRUE(byCount.find(QStringLiteral("a")).has_value());  // "a" is now the most recent
+    byCount.insert(QStringLiteral("d"), resultOf(10, 10));
+    EXPECT_FALSE(byCount.find(QStringLiteral("b")).has_value());
+    EXPECT_TRUE(byCount.find(QStringLiteral("a")).has_value());
+    EXPECT_EQ(byCount.count(), 3);
+
+    PreviewCache byCost(1000, 400);  // a 10 × 10 RGB32 bitmap costs 400 bytes
+    byCost.insert(QStringLiteral("a"), resultOf(10, 10));
+    byCost.insert(QStringLiteral("b"), resultOf(10, 10));
+    EXPECT_EQ(byCost.totalCost(), 800);
+    byCost.insert(QStringLiteral("c"), resultOf(10, 10));
+    EXPECT_EQ(byCost.totalCost(), 800);
+    EXPECT_FALSE(byCost.find(QStringLiteral("a")).has_value());
+
+    // Replacing an entry replaces its cost; an entry above the whole limit is not kept.
+    byCost.insert(QStringLiteral("c"), resultOf(5, 10));
+    EXPECT_EQ(byCost.totalCost(), 600);
+    byCost.insert(QStringLiteral("huge"), resultOf(100, 100));
+    EXPECT_FALSE(byCost.find(QStringLiteral("huge")).has_value());
+    EXPECT_EQ(byCost.totalCost(), 600);
+    byCost.clear();
+    EXPECT_EQ(byCost.totalCost(), 0);
+    EXPECT_EQ(byCost.count(), 0);
+}
+
+} // namespace vantelor::test

@@ -83,12 +83,12 @@ int main(int argc, char** argv)
     if (mode == QStringLiteral("make-nefs")) {
         const int count = args.value(3).toInt();
         for (int i = 0; i < count; ++i) {
-            test::NefSpec spec;
-            spec.previews = {test::makeJpeg(320, 213)};
-            spec.exif.dateTimeOriginal = QStringLiteral("2024:03:01 10:%1:%2").arg(i / 60 % 60, 2, 10, QLatin1Char('0')).arg(i % 60, 2, 10, QLatin1Char('0')).toLatin1();
-            spec.exif.iso = 400;
-            spec.rawBytes = 256 * 1024;
-            writeAll(QStringLiteral("%1/DSC_%2.NEF").arg(dir).arg(i, 4, 10, QLatin1Char('0')), test::makeNef(spec));
+            test::NefLayout layout;
+            layout.previews = {test::makeJpeg(320, 213)};
+            layout.exif.dateTimeOriginal = QStringLiteral("2024:03:01 10:%1:%2").arg(i / 60 % 60, 2, 10, QLatin1Char('0')).arg(i % 60, 2, 10, QLatin1Char('0')).toLatin1();
+            layout.exif.iso = 400;
+            layout.rawBytes = 256 * 1024;
+            writeAll(QStringLiteral("%1/DSC_%2.NEF").arg(dir).arg(i, 4, 10, QLatin1Char('0')), test::makeNef(layout));
         }
         return 0;
     }

@@ -68,20 +68,20 @@ QImage cameraFrame(int width, int height, unsigned seed)
 
 int make(const QString& folder, int count)
 {
-    test::NefSpec spec;
-    spec.previews = {test::makeJpeg(640, 424), test::makeJpeg(cameraFrame(6048, 4032, 1), 88)};
-    spec.exif.model = QByteArray("NIKON Z 8");
-    spec.exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
-    spec.exif.iso = 800;
-    spec.exif.fNumber = QPair<quint32, quint32>(56, 10);
-    spec.exif.exposureTime = QPair<quint32, quint32>(1, 500);
-    spec.exif.dateTimeOriginal = QByteArray("2024:05:01 10:00:00");
-    spec.rawBytes = 2 * 1024 * 1024;  // the raw strip is never read; its size hardly matters
-    const QByteArray nef = test::makeNef(spec);
+    test::NefLayout layout;
+    layout.previews = {test::makeJpeg(640, 424), test::makeJpeg(cameraFrame(6048, 4032, 1), 88)};
+    layout.exif.model = QByteArray("NIKON Z 8");
+    layout.exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
+    layout.exif.iso = 800;
+    layout.exif.fNumber = QPair<quint32, quint32>(56, 10);
+    layout.exif.exposureTime = QPair<quint32, quint32>(1, 500);
+    layout.exif.dateTimeOriginal = QByteArray("2024:05:01 10:00:00");
+    layout.rawBytes = 2 * 1024 * 1024;  // the raw strip is never read; its size hardly matters
+    const QByteArray nef = test::makeNef(layout);
     for (int i = 0; i < count; ++i)
         test::writeFile(Paths::join(folder, QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0'))), nef);
     std::printf("%d NEF de %.1f MB; vista previa incrustada de 6048 × 4032 y %.2f MB\n", count, nef.size() / 1e6,
-                spec.previews[1].size() / 1e6);
+                layout.previews[1].size() / 1e6);
     return 0;
 }
 

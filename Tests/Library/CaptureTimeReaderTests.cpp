@@ -52,11 +52,11 @@ TEST(CaptureTimeReader, ExifTimesAreReadAsUtcWhateverTheMachinesZone)
 {
     TimeZoneOverride zone("America/Santiago");
     Sandbox box;
-    NefSpec littleNef;
+    NefLayout littleNef;
     littleNef.previews = {makeJpeg(64, 48)};
     littleNef.exif = dated("2024:03:01 10:15:30");
     littleNef.littleEndian = true;
-    NefSpec bigNef = littleNef;
+    NefLayout bigNef = littleNef;
     bigNef.littleEndian = false;
     const QList<QString> files{
         box.write(QStringLiteral("a.jpg"), makeJpeg(64, 48, dated("2024:03:01 10:15:30"))),

@@ -48,10 +48,10 @@ TEST(NikonPreview, TakesTheLongestPreviewWhateverItsPlaceAndByteOrder)
         {{large, small}, true},
     };
     for (const auto& row : rows) {
-        NefSpec spec;
-        spec.previews = row.previews;
-        spec.littleEndian = row.littleEndian;
-        const auto found = locateIn(makeNef(spec));
+        NefLayout layout;
+        layout.previews = row.previews;
+        layout.littleEndian = row.littleEndian;
+        const auto found = locateIn(makeNef(layout));
         ASSERT_TRUE(found.has_value());
         EXPECT_EQ(*found, large);
     }
@@ -60,18 +60,18 @@ TEST(NikonPreview, TakesTheLongestPreviewWhateverItsPlaceAndByteOrder)
 TEST(NikonPreview, OnEqualLengthsKeepsTheFirstVisited)
 {
     // Sub-IFDs are visited from the last listed to the first.
-    NefSpec spec;
-    spec.previews = {jpegOfLength(5000, 1), jpegOfLength(5000, 2)};
-    const auto found = locateIn(makeNef(spec));
+    NefLayout layout;
+    layout.previews = {jpegOfLength(5000, 1), jpegOfLength(5000, 2)};
+    const auto found = locateIn(makeNef(layout));
     ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(*found, spec.previews[1]);
+    EXPECT_EQ(*found, layout.previews[1]);
 }
 
 TEST(NikonPreview, LooksOnlyAtNefFilesByExtension)
 {
-    NefSpec spec;
-    spec.previews = {makeJpeg(64, 48)};
-    const QByteArray nef = makeNef(spec);
+    NefLayout layout;
+    layout.previews = {makeJpeg(64, 48)};
+    const QByteArray nef = makeNef(layout);
     EXPECT_TRUE(locateIn(nef, QStringLiteral("a.NEF")).has_value());
     EXPECT_TRUE(locateIn(nef, QStringLiteral("a.nef")).has_value());
     EXPECT_TRUE(locateIn(nef, QStringLiteral("a.Nef")).has_value());
@@ -83,9 +83,9 @@ TEST(NikonPreview, LooksOnlyAtNefFilesByExtension)
 
 TEST(NikonPreview, RefusesBrokenHeaders)
 {
-    NefSpec spec;
-    spec.previews = {makeJpeg(64, 48)};
-    const QByteArray nef = makeNef(spec);
+    NefLayout layout;
+    layout.previews = {makeJpeg(64, 48)};
+    const QByteArray nef = makeNef(layout);
     QByteArray badMark = nef;
     badMark[0] = 'X';
     QByteArray badMagic = nef;
@@ -178,27 +178,27 @@ TEST(NikonPreview, ALargestCandidateThatIsNoJpegGivesNothing)
 {
     QByteArray notJpeg = jpegOfLength(9000, 3);
     notJpeg[0] = 'N';
-    NefSpec spec;
-    spec.previews = {makeJpeg(64, 48), notJpeg};
-    EXPECT_FALSE(locateIn(makeNef(spec)).has_value());
+    NefLayout layout;
+    layout.previews = {makeJpeg(64, 48), notJpeg};
+    EXPECT_FALSE(locateIn(makeNef(layout)).has_value());
 }
 
 TEST(NikonPreview, ReadsLittleBesidesThePreview)
 {
     // A camera-like NEF: a 4 MB preview among several IFDs and 16 MB of raw data.
-    NefSpec spec;
-    spec.previews = {makeJpeg(640, 424), jpegOfLength(4'000'000, 5)};
-    spec.exif.model = QByteArray("NIKON Z 8");
-    spec.exif.iso = 3200;
-    spec.rawBytes = 16 * 1024 * 1024;
+    NefLayout layout;
+    layout.previews = {makeJpeg(640, 424), jpegOfLength(4'000'000, 5)};
+    layout.exif.model = QByteArray("NIKON Z 8");
+    layout.exif.iso = 3200;
+    layout.rawBytes = 16 * 1024 * 1024;
     Sandbox sandbox;
-    const QString path = sandbox.write(QStringLiteral("DSC_0002.NEF"), makeNef(spec));
+    const QString path = sandbox.write(QStringLiteral("DSC_0002.NEF"), makeNef(layout));
     auto file = FileReader::open(path);
     ASSERT_TRUE(file.has_value());
     const auto found = NikonPreview::locate(*file);
     ASSERT_TRUE(found.has_value());
     EXPECT_EQ(found->length, 4'000'000);
-    EXPECT_EQ(found->bytes, spec.previews[1]);
+    EXPECT_EQ(found->bytes, layout.previews[1]);
     EXPECT_LE(file->bytesRead() - found->length, 64 * 1024);
 }
 

@@ -38,23 +38,23 @@ CliRun cli(const Sandbox& sandbox, const QStringList& arguments)
 TEST(PreviewCommands, NefPreviewWritesTheEmbeddedJpegUnchanged)
 {
     Sandbox sandbox;
-    NefSpec spec;
-    spec.previews = {makeJpeg(160, 120), makeJpeg(patternImage(900, 600), 90)};
-    const QString nef = sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(spec));
+    NefLayout layout;
+    layout.previews = {makeJpeg(160, 120), makeJpeg(patternImage(900, 600), 90)};
+    const QString nef = sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(layout));
     const QString out = sandbox.file(QStringLiteral("preview.jpg"));
 
     const CliRun run = cli(sandbox, {QStringLiteral("nef-preview"), nef, QStringLiteral("--out"), out, QStringLiteral("--json")});
     ASSERT_EQ(run.status, 0) << run.err.toStdString();
-    EXPECT_EQ(readFile(out), spec.previews[1]);
+    EXPECT_EQ(readFile(out), layout.previews[1]);
     const auto located = NikonPreview::locate(nef);
     EXPECT_EQ(run.json().object().value(QStringLiteral("offset")).toInteger(), located->offset);
-    EXPECT_EQ(run.json().object().value(QStringLiteral("length")).toInteger(), spec.previews[1].size());
+    EXPECT_EQ(run.json().object().value(QStringLiteral("length")).toInteger(), layout.previews[1].size());
 
     // The output is never replaced.
     const CliRun again = cli(sandbox, {QStringLiteral("nef-preview"), nef, QStringLiteral("--out"), out});
     EXPECT_EQ(again.status, 1);
     EXPECT_TRUE(again.err.contains("File exists")) << again.err.toStdString();
-    EXPECT_EQ(readFile(out), spec.previews[1]);
+    EXPECT_EQ(readFile(out), layout.previews[1]);
 }
 
 TEST(PreviewCommands, NefPreviewFailsWhenThereIsNone)
@@ -75,10 +75,10 @@ TEST(PreviewCommands, PreviewReportsEachFileAndItsErrors)
     ExifInfo exif;
     exif.model = QByteArray("NIKON Z 8");
     exif.iso = 800;
-    NefSpec spec;
-    spec.previews = {makeJpeg(patternImage(1200, 800), 90)};
-    spec.exif = exif;
-    const QString nef = sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(spec));
+    NefLayout layout;
+    layout.previews = {makeJpeg(patternImage(1200, 800), 90)};
+    layout.exif = exif;
+    const QString nef = sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(layout));
     const QString png = sandbox.write(QStringLiteral("scan.png"), makePng(patternImage(500, 250)));
     const QString broken = sandbox.write(QStringLiteral("broken.jpg"), QByteArray("\xFF\xD8\xFF garbage", 12));
     const QString folder = sandbox.file(QStringLiteral("out"));

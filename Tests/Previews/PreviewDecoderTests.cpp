@@ -62,10 +62,10 @@ TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
 TEST(PreviewDecoder, NefUsesTheEmbeddedJpegAtTheRequestedSize)
 {
     Sandbox sandbox;
-    NefSpec spec;
-    spec.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
-    spec.exif.model = QByteArray("NIKON Z 6_2");
-    const auto result = decodeFile(sandbox, QStringLiteral("DSC_0001.NEF"), makeNef(spec), 600);
+    NefLayout layout;
+    layout.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
+    layout.exif.model = QByteArray("NIKON Z 6_2");
+    const auto result = decodeFile(sandbox, QStringLiteral("DSC_0001.NEF"), makeNef(layout), 600);
     ASSERT_TRUE(result.ok()) << result.message().toStdString();
     EXPECT_EQ(result->source, Source::nikonPreview);
     EXPECT_FALSE(result->usedFallback);
@@ -79,10 +79,10 @@ TEST(PreviewDecoder, NefPreviewTurnsUprightByTheRawFilesOrientation)
     const QImage upright = patternImage(480, 320);
     for (int orientation = 1; orientation <= 8; ++orientation) {
         Sandbox sandbox;
-        NefSpec spec;
-        spec.previews = {makeJpeg(storedForOrientation(upright, orientation), 92)};
-        spec.exif.orientation = quint16(orientation);
-        const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(spec), 2560);
+        NefLayout layout;
+        layout.previews = {makeJpeg(storedForOrientation(upright, orientation), 92)};
+        layout.exif.orientation = quint16(orientation);
+        const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(layout), 2560);
         ASSERT_TRUE(result.ok()) << orientation;
         EXPECT_EQ(result->image.size(), upright.size()) << orientation;
         expectUpright(result->image, QStringLiteral("orientation %1").arg(orientation));
@@ -95,9 +95,9 @@ TEST(PreviewDecoder, NefIgnoresTheOrientationInsideItsJpeg)
     Sandbox sandbox;
     ExifInfo jpegExif;
     jpegExif.orientation = 6;
-    NefSpec spec;
-    spec.previews = {makeJpeg(patternImage(300, 200), 92, jpegExif)};
-    const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(spec), 2560);
+    NefLayout layout;
+    layout.previews = {makeJpeg(patternImage(300, 200), 92, jpegExif)};
+    const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(layout), 2560);
     ASSERT_TRUE(result.ok());
     EXPECT_EQ(result->image.size(), QSize(300, 200));
     expectUpright(result->image, QStringLiteral("jpeg orientation ignored"));
@@ -252,10 +252,10 @@ TEST(PreviewDecoder, NefWithABrokenPreviewFallsBackToItsOtherPreviews)
     // the file's other previews (the 160 × 120 IFD0 thumbnail) serve.
     QByteArray broken = makeJpeg(patternImage(1200, 800), 90);
     broken = broken.left(broken.indexOf("\xFF\xDA") + 200);
-    NefSpec spec;
-    spec.previews = {broken};
+    NefLayout layout;
+    layout.previews = {broken};
     Sandbox sandbox;
-    const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(spec), 2560);
+    const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(layout), 2560);
     if (result.ok()) {
         EXPECT_NE(result->source, Source::nikonPreview);
         EXPECT_GT(result->image.width(), 0);

@@ -112,7 +112,7 @@ QByteArray makeJpeg(int width, int height, const std::optional<ExifInfo>& info)
     return makeJpeg(patternImage(width, height), 85, info);
 }
 
-QByteArray makeNef(const NefSpec& spec)
+QByteArray makeNef(const NefLayout& layout)
 {
     // IFD0: the 160×120 uncompressed RGB thumbnail Nikon keeps there.
     const QImage thumb = patternImage(160, 120).convertToFormat(QImage::Format_RGB888);
@@ -126,7 +126,7 @@ QByteArray makeNef(const NefSpec& spec)
     ifd0.shorts(0x102, {8, 8, 8}).shorts(0x103, {1}).shorts(0x106, {2});
     ifd0.shorts(0x115, {3}).longs(0x116, {120});
     ifd0.data(0x111, 0x117, strip);
-    ExifInfo info = spec.exif;
+    ExifInfo info = layout.exif;
     if (!info.make)
         info.make = QByteArray("NIKON CORPORATION");
     if (!info.model)
@@ -134,7 +134,7 @@ QByteArray makeNef(const NefSpec& spec)
     addIfd0Tags(ifd0, info);
 
     QList<TiffIfd> subs;
-    for (const QByteArray& preview : spec.previews) {
+    for (const QByteArray& preview : layout.previews) {
         TiffIfd sub;
         sub.longs(0xFE, {1});
         sub.shorts(0x103, {6});
@@ -145,19 +145,19 @@ QByteArray makeNef(const NefSpec& spec)
     raw.longs(0xFE, {0});
     raw.longs(0x100, {64}).longs(0x101, {32});
     raw.shorts(0x103, {34713});
-    raw.data(0x111, 0x117, QByteArray(spec.rawBytes, '\x5A'));
+    raw.data(0x111, 0x117, QByteArray(layout.rawBytes, '\x5A'));
     subs.append(raw);
     ifd0.subIfds(subs);
     ifd0.exif(exifIfd(info));
-    return TiffWriter::write({ifd0}, spec.littleEndian);
+    return TiffWriter::write({ifd0}, layout.littleEndian);
 }
 
 QByteArray makeNef(int previewWidth, int previewHeight, const std::optional<QByteArray>& dateTimeOriginal)
 {
-    NefSpec spec;
-    spec.previews = {makeJpeg(previewWidth, previewHeight)};
-    spec.exif.dateTimeOriginal = dateTimeOriginal;
-    return makeNef(spec);
+    NefLayout layout;
+    layout.previews = {makeJpeg(previewWidth, previewHeight)};
+    layout.exif.dateTimeOriginal = dateTimeOriginal;
+    return makeNef(layout);
 }
 
 static QByteArray encodeWith(const QImage& image, const char* format)

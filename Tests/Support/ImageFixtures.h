@@ -43,13 +43,13 @@ QByteArray exifApp1(const ExifInfo& info, bool littleEndian = true);
 // A NEF-structured TIFF, as Nikon cameras write it: IFD0 with a small uncompressed RGB thumbnail
 // and the EXIF IFD, SubIFDs holding the embedded JPEG previews (NewSubfileType 1) and a
 // raw-data IFD (compression 34713) with a dummy strip.
-struct NefSpec {
+struct NefLayout {
     QList<QByteArray> previews;   // embedded JPEGs, one SubIFD each, in order
     ExifInfo exif;
     bool littleEndian = false;    // Nikon writes big-endian ("MM")
     int rawBytes = 4096;
 };
-QByteArray makeNef(const NefSpec& spec);
+QByteArray makeNef(const NefLayout& layout);
 // A NEF with one embedded JPEG preview of the given size and a capture time.
 QByteArray makeNef(int previewWidth, int previewHeight, const std::optional<QByteArray>& dateTimeOriginal = std::nullopt);
 

@@ -1,0 +1,159 @@
+#include "Metadata/SidecarReader.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <unordered_map>
+
+#include "Library/PhotoItem.h"
+#include "Metadata/SidecarFolder.h"
+#include "Metadata/XMPDocument.h"
+#include "Support/Paths.h"
+
+namespace vantelor {
+
+namespace {
+
+const QString nefOnly = QStringLiteral("El guardado XMP solo está habilitado para Nikon NEF. Los otros formatos "
+                                       "solo conservan cambios durante esta sesión.");
+const QString unsafeFile = QStringLiteral("Archivo XMP inseguro o demasiado grande");
+
+Result<QString> locateAfresh(const QString& raw)
+{
+    const Result<SidecarFolder> folder = SidecarFolder::list(Paths::parent(raw));
+    if (!folder)
+        return folder.failure();
+    return folder->locate(raw);
+}
+
+} // namespace
+
+Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path)
+{
+    const QByteArray native = Paths::encode(path);
+    struct stat followed {};
+    if (::stat(native.constData(), &followed) != 0) {
+        const int error = errno;
+        struct stat own {};
+        if (::lstat(native.constData(), &own) == 0 && S_ISLNK(own.st_mode))
+            return WorkflowError::invalid(QStringLiteral("Archivo XMP rechazado: enlace simbólico"));
+        if (error == ENOENT || error == ENOTDIR)
+            return std::optional<QByteArray>();
+        return SystemError(error, path);
+    }
+    struct stat own {};
+    if (::lstat(native.constData(), &own) != 0)
+        return SystemError::fromErrno(path);
+    if (!S_ISREG(own.st_mode) || own.st_size > maximumSize)
+        return WorkflowError::invalid(unsafeFile);
+
+    // O_NONBLOCK: should a FIFO be put in its place meanwhile, opening it must not hang.
+    const int fd = ::open(native.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ELOOP)
+            return WorkflowError::invalid(unsafeFile);
+        return SystemError::fromErrno(path);
+    }
+    struct stat opened {};
+    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode)) {
+        ::close(fd);
+        return WorkflowError::invalid(unsafeFile);
+    }
+    QByteArray bytes;
+    bytes.resize(qsizetype(std::min<qint64>(opened.st_size, maximumSize)) + 1);
+    qsizetype done = 0;
+    for (;;) {
+        if (done == bytes.size()) {
+            if (done > maximumSize)
+                break;
+            bytes.resize(std::min<qsizetype>(done * 2, maximumSize + 1));
+        }
+        const ssize_t n = ::read(fd, bytes.data() + done, size_t(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            const int error = errno;
+            ::close(fd);
+            return SystemError(error, path);
+        }
+        if (n == 0)
+            break;
+        done += n;
+    }
+    ::close(fd);
+    if (done > maximumSize)
+        return WorkflowError::invalid(QStringLiteral("Archivo XMP demasiado grande"));
+    bytes.truncate(done);
+    return std::optional<QByteArray>(std::move(bytes));
+}
+
+Result<SidecarReader::Current> SidecarReader::current(const QString& raw)
+{
+    const Result<QString> sidecar = locateAfresh(raw);
+    if (!sidecar)
+        return sidecar.failure();
+    Result<std::optional<QByteArray>> data = readSidecar(*sidecar);
+    if (!data)
+        return data.failure();
+    return Current{*sidecar, std::move(*data)};
+}
+
+Result<XMPSnapshot> SidecarReader::readLocated(const QString& raw, const Result<QString>& sidecar)
+{
+    if (!sidecar)
+        return sidecar.failure();
+    Result<std::optional<QByteArray>> data = readSidecar(*sidecar);
+    if (!data)
+        return data.failure();
+    XMPSnapshot snapshot;
+    snapshot.raw = raw;
+    snapshot.sidecar = *sidecar;
+    if (data->has_value()) {
+        const Result<XMPDocument> document = XMPDocument::parse(**data);
+        if (!document)
+            return document.failure();
+        const Result<XMPValues> values = document->values();
+        if (!values)
+            return values.failure();
+        snapshot.rating = values->rating;
+        snapshot.label = values->label;
+        snapshot.data = std::move(*data);
+    }
+    return snapshot;
+}
+
+Result<XMPSnapshot> SidecarReader::read(const QString& raw)
+{
+    if (Paths::suffix(raw).toLower() != QLatin1String("nef"))
+        return WorkflowError::invalid(nefOnly);
+    const Result<std::optional<PhotoItem>> photo = PhotoItem::inspect(raw);
+    if (!photo)
+        return photo.failure();
+    if (!photo->has_value())
+        return WorkflowError::invalid(nefOnly);
+    return readLocated(raw, locateAfresh(raw));
+}
+
+QList<Result<XMPSnapshot>> SidecarReader::readAll(const QList<QString>& raws, const std::function<bool()>& cancelled)
+{
+    std::unordered_map<QString, Result<SidecarFolder>> folders;
+    QList<Result<XMPSnapshot>> out;
+    out.reserve(raws.size());
+    for (const QString& raw : raws) {
+        if (cancelled && cancelled()) {
+            out.append(Cancelled());
+            continue;
+        }
+        const QString folder = Paths::parent(raw);
+        auto it = folders.find(folder);
+        if (it == folders.end())
+            it = folders.emplace(folder, SidecarFolder::list(folder)).first;
+        const Result<SidecarFolder>& listing = it->second;
+        out.append(listing.ok() ? readLocated(raw, listing->locate(raw)) : Result<XMPSnapshot>(listing.failure()));
+    }
+    return out;
+}
+
+} // namespace vantelor

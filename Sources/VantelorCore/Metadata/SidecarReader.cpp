@@ -61,15 +61,17 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
         ::close(fd);
         return WorkflowError::invalid(unsafeFile);
     }
+    // Read until the end of the file or one chunk past the bound, whatever the size said: the
+    // file may have grown since it was measured. Chunks stay page-aligned, which some special
+    // files insist on.
+    constexpr qsizetype chunk = 64 * 1024;
+    constexpr qsizetype limit = maximumSize + chunk;
     QByteArray bytes;
-    bytes.resize(qsizetype(std::min<qint64>(opened.st_size, maximumSize)) + 1);
+    bytes.resize(std::min<qsizetype>(limit, (qsizetype(opened.st_size) / chunk + 1) * chunk));
     qsizetype done = 0;
-    for (;;) {
-        if (done == bytes.size()) {
-            if (done > maximumSize)
-                break;
-            bytes.resize(std::min<qsizetype>(done * 2, maximumSize + 1));
-        }
+    while (done <= maximumSize) {
+        if (done == bytes.size())
+            bytes.resize(std::min<qsizetype>(limit, done * 2));
         const ssize_t n = ::read(fd, bytes.data() + done, size_t(bytes.size() - done));
         if (n < 0 && errno == EINTR)
             continue;

@@ -313,7 +313,8 @@ Result<XMPSnapshot> SidecarWriter::save(const XMPSnapshot& snapshot, const XMPPa
         // protected too: the user made it read-only on purpose.
         const QByteArray native = Paths::encode(snapshot.sidecar);
         struct stat st {};
-        if (::access(native.constData(), W_OK) != 0 || (::lstat(native.constData(), &st) == 0 && (st.st_mode & 0222) == 0))
+        const bool denied = ::access(native.constData(), W_OK) != 0 && (errno == EACCES || errno == EROFS || errno == EPERM);
+        if (denied || (::lstat(native.constData(), &st) == 0 && (st.st_mode & 0222) == 0))
             return WorkflowError::io(QStringLiteral("El archivo XMP es de solo lectura"));
 
         const int error = renameWithFlags(temporary.path(), snapshot.sidecar, RENAME_EXCHANGE);

@@ -8,6 +8,10 @@ namespace vantelor {
 
 namespace {
 
+// Hostile documents are bounded by their count of parts, not only by their size: 16 MiB of "<a/>"
+// would otherwise cost gigabytes of tree. Real sidecars hold a few hundred.
+constexpr size_t maximumParts = 1'000'000;
+
 // Expat joins namespace URI, local name and prefix with this character. It cannot occur in a
 // URI: XML 1.0 forbids it everywhere, even as a character reference.
 constexpr char separator = '\x01';
@@ -110,9 +114,14 @@ struct XMLTreeBuilder {
     std::vector<XMLTree::NamespaceDeclaration> pending;
     bool documentTypeDeclaration = false;
     bool unexpected = false;
+    bool tooLarge = false;
 
     int append(XMLTree::Node node)
     {
+        if (tree.m_nodes.size() + tree.m_attributes.size() >= maximumParts) {
+            tooLarge = true;
+            stop();
+        }
         const int index = int(tree.m_nodes.size());
         node.parent = open.back();
         XMLTree::Node& parent = tree.m_nodes[size_t(node.parent)];
@@ -302,6 +311,9 @@ std::optional<XMLTree> XMLTree::parse(const QByteArray& bytes, ParseError& error
     if (builder.documentTypeDeclaration) {
         error.documentTypeDeclaration = true;
         error.text = QStringLiteral("XML con declaración de tipo de documento");
+    } else if (builder.tooLarge) {
+        error.tooLarge = true;
+        error.text = QStringLiteral("XML con demasiados elementos");
     } else if (builder.unexpected) {
         error.text = QStringLiteral("XML no válido (línea %1, columna %2): etiqueta no reconocida")
                          .arg(XML_GetCurrentLineNumber(parser))

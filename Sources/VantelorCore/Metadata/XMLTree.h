@@ -74,6 +74,7 @@ public:
     struct ParseError {
         bool documentTypeDeclaration = false; // stopped at a DOCTYPE
         bool noElement = false;               // nothing but white space, comments or instructions
+        bool tooLarge = false;                // more parts than any real sidecar holds
         QString text;                         // the parser's own description, with line and column
     };
 

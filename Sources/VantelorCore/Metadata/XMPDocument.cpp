@@ -156,7 +156,7 @@ Result<XMPDocument> XMPDocument::parse(const QByteArray& bytes)
     XMLTree::ParseError error;
     std::optional<XMLTree> tree = XMLTree::parse(bytes, error);
     if (!tree) {
-        if (error.documentTypeDeclaration)
+        if (error.documentTypeDeclaration || error.tooLarge)
             return WorkflowError::invalid(unsupportedStructure);
         if (error.noElement)
             return WorkflowError::invalid(QStringLiteral("XML vacío"));

@@ -126,7 +126,7 @@ Result<XMPSnapshot> SidecarReader::readLocated(const QString& raw, const Result<
     return snapshot;
 }
 
-Result<XMPSnapshot> SidecarReader::read(const QString& raw)
+Status SidecarReader::checkPhoto(const QString& raw)
 {
     if (Paths::suffix(raw).toLower() != QLatin1String("nef"))
         return WorkflowError::invalid(nefOnly);
@@ -135,10 +135,18 @@ Result<XMPSnapshot> SidecarReader::read(const QString& raw)
         return photo.failure();
     if (!photo->has_value())
         return WorkflowError::invalid(nefOnly);
+    return Done{};
+}
+
+Result<XMPSnapshot> SidecarReader::read(const QString& raw)
+{
+    if (const Status photo = checkPhoto(raw); !photo)
+        return photo.failure();
     return readLocated(raw, locateAfresh(raw));
 }
 
-QList<Result<XMPSnapshot>> SidecarReader::readAll(const QList<QString>& raws, const std::function<bool()>& cancelled)
+QList<Result<XMPSnapshot>> SidecarReader::readAll(const QList<QString>& raws, bool checkPhotos,
+                                                  const std::function<bool()>& cancelled)
 {
     std::unordered_map<QString, Result<SidecarFolder>> folders;
     QList<Result<XMPSnapshot>> out;
@@ -147,6 +155,12 @@ QList<Result<XMPSnapshot>> SidecarReader::readAll(const QList<QString>& raws, co
         if (cancelled && cancelled()) {
             out.append(Cancelled());
             continue;
+        }
+        if (checkPhotos) {
+            if (const Status photo = checkPhoto(raw); !photo) {
+                out.append(photo.failure());
+                continue;
+            }
         }
         const QString folder = Paths::parent(raw);
         auto it = folders.find(folder);

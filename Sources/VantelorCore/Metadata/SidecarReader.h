@@ -24,9 +24,10 @@ public:
 
     // One photo, checked to be a NEF that inspects as a photo; its folder is listed afresh.
     static Result<XMPSnapshot> read(const QString& raw);
-    // Many photos, each folder listed once, without the NEF checks; one result per photo in
-    // input order. `cancelled` is asked between photos.
-    static QList<Result<XMPSnapshot>> readAll(const QList<QString>& raws, const std::function<bool()>& cancelled = {});
+    // Many photos, each folder listed once, one result per photo in input order; the NEF checks
+    // of `read` are made only when asked. `cancelled` is asked between photos.
+    static QList<Result<XMPSnapshot>> readAll(const QList<QString>& raws, bool checkPhotos,
+                                              const std::function<bool()>& cancelled = {});
 
     // The sidecar's bytes; nothing when no file is there. Refuses links, anything but a regular
     // file and anything over the bound.
@@ -39,6 +40,7 @@ public:
     static Result<Current> current(const QString& raw);
 
 private:
+    static Status checkPhoto(const QString& raw);
     static Result<XMPSnapshot> readLocated(const QString& raw, const Result<QString>& sidecar);
 };
 

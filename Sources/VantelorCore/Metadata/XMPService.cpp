@@ -22,13 +22,15 @@ QFuture<Result<XMPSnapshot>> XMPService::read(const QString& raw)
     });
 }
 
-QFuture<QList<Result<XMPSnapshot>>> XMPService::readEach(const QList<QString>& raws)
+QFuture<QList<Result<XMPSnapshot>>> XMPService::readEach(const QList<QString>& raws, bool checkPhotos)
 {
     QList<QString> cleaned;
     cleaned.reserve(raws.size());
     for (const QString& raw : raws)
         cleaned.append(Paths::clean(raw));
-    return m_executor.run([cleaned](const CancelCheck& cancelled) { return SidecarReader::readAll(cleaned, cancelled); });
+    return m_executor.run([cleaned, checkPhotos](const CancelCheck& cancelled) {
+        return SidecarReader::readAll(cleaned, checkPhotos, cancelled);
+    });
 }
 
 QFuture<QList<MetadataReadResult>> XMPService::readMany(const QList<QString>& raws)
@@ -38,7 +40,7 @@ QFuture<QList<MetadataReadResult>> XMPService::readMany(const QList<QString>& ra
         cleaned.reserve(raws.size());
         for (const QString& raw : raws)
             cleaned.append(Paths::clean(raw));
-        const QList<Result<XMPSnapshot>> results = SidecarReader::readAll(cleaned, cancelled);
+        const QList<Result<XMPSnapshot>> results = SidecarReader::readAll(cleaned, false, cancelled);
         QList<MetadataReadResult> out;
         out.reserve(results.size());
         for (qsizetype i = 0; i < results.size(); ++i) {

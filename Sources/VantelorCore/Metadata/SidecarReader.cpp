@@ -28,6 +28,14 @@ Result<QString> locateAfresh(const QString& raw)
     return folder->locate(raw);
 }
 
+// Copied from one value: GCC 12 at -O1 with sanitizers misreads the construction of this
+// variant from a temporary as a use of uninitialised memory.
+Result<XMPSnapshot> cancelledRead()
+{
+    static const Failure cancelled{std::in_place_type<Cancelled>};
+    return Result<XMPSnapshot>(cancelled);
+}
+
 } // namespace
 
 Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path)
@@ -61,13 +69,13 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
         ::close(fd);
         return WorkflowError::invalid(unsafeFile);
     }
-    // Read until the end of the file or one chunk past the bound, whatever the size said: the
-    // file may have grown since it was measured. Chunks stay page-aligned, which some special
+    // Read until the end of the file or one page past the bound, whatever the size said: the
+    // file may have grown since it was measured. Sizes stay page-aligned, which some special
     // files insist on.
-    constexpr qsizetype chunk = 64 * 1024;
-    constexpr qsizetype limit = maximumSize + chunk;
+    constexpr qsizetype page = 4096;
+    constexpr qsizetype limit = maximumSize + page;
     QByteArray bytes;
-    bytes.resize(std::min<qsizetype>(limit, (qsizetype(opened.st_size) / chunk + 1) * chunk));
+    bytes.resize(std::min<qsizetype>(limit, (qsizetype(opened.st_size) / page + 1) * page));
     qsizetype done = 0;
     while (done <= maximumSize) {
         if (done == bytes.size())
@@ -88,6 +96,7 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
     if (done > maximumSize)
         return WorkflowError::invalid(QStringLiteral("Archivo XMP demasiado grande"));
     bytes.truncate(done);
+    bytes.squeeze();   // snapshots keep these bytes for as long as the folder is open
     return std::optional<QByteArray>(std::move(bytes));
 }
 
@@ -153,8 +162,8 @@ QList<Result<XMPSnapshot>> SidecarReader::readAll(const QList<QString>& raws, bo
     out.reserve(raws.size());
     for (const QString& raw : raws) {
         if (cancelled && cancelled()) {
-            out.append(Cancelled());
-            continue;
+            out.resize(raws.size(), cancelledRead());
+            break;
         }
         if (checkPhotos) {
             if (const Status photo = checkPhoto(raw); !photo) {

@@ -37,24 +37,26 @@ QString backupName(const QString& sidecar)
     return Paths::fileName(sidecar) + QLatin1Char('.') + freshUuid() + QStringLiteral(".backup");
 }
 
-// The temporary file is removed on every way out of a save, unless it holds data that the
-// message names for recovery.
+// The temporary file is removed on every way out of a save once this save has created it,
+// unless it holds data that the message names for recovery.
 class TemporaryFile {
 public:
     explicit TemporaryFile(QString path) : m_path(std::move(path)) {}
     ~TemporaryFile()
     {
-        if (!m_kept)
+        if (m_created && !m_kept)
             ::unlink(Paths::encode(m_path).constData());
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     const QString& path() const { return m_path; }
+    void created() { m_created = true; }
     void keep() { m_kept = true; }
 
 private:
     QString m_path;
+    bool m_created = false;
     bool m_kept = false;
 };
 
@@ -132,6 +134,27 @@ Status ensureBackupFolder(const QString& folder)
     return Done{};
 }
 
+// A replacement starts private and takes the old sidecar's permissions; a new sidecar gets the
+// user's default ones (the umask applies to 0666).
+Status writeTemporary(const QByteArray& data, TemporaryFile& temporary, const std::optional<quint32>& mode, bool synchronise)
+{
+    const QString& path = temporary.path();
+    Descriptor fd(::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                         mode ? 0600 : 0666));
+    if (fd.get() < 0)
+        return SystemError::fromErrno(path);
+    temporary.created();
+    if (mode && ::fchmod(fd.get(), mode_t(*mode)) != 0)
+        return SystemError::fromErrno(path);
+    if (const int error = writeAll(fd.get(), data))
+        return SystemError(error, path);
+    if (synchronise && ::fsync(fd.get()) != 0)
+        return SystemError::fromErrno(path);
+    if (fd.close() != 0)
+        return SystemError::fromErrno(path);
+    return Done{};
+}
+
 bool sameData(const Result<std::optional<QByteArray>>& read, const QByteArray& expected)
 {
     return read.ok() && read->has_value() && **read == expected;
@@ -169,25 +192,6 @@ Status SidecarWriter::synchroniseFolder(const QString& folder) const
     // Some file systems cannot synchronise a folder and say so with EINVAL; nothing is lost.
     if (result != 0 && error != EINVAL)
         return WorkflowError::io(QStringLiteral("El disco no confirmó el guardado del XMP."));
-    return Done{};
-}
-
-Status SidecarWriter::writeTemporary(const QByteArray& data, const QString& path, const std::optional<quint32>& mode) const
-{
-    // A replacement starts private and takes the old sidecar's permissions; a new sidecar gets
-    // the user's default ones (the umask applies to 0666).
-    Descriptor fd(::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                         mode ? 0600 : 0666));
-    if (fd.get() < 0)
-        return SystemError::fromErrno(path);
-    if (mode && ::fchmod(fd.get(), mode_t(*mode)) != 0)
-        return SystemError::fromErrno(path);
-    if (const int error = writeAll(fd.get(), data))
-        return SystemError(error, path);
-    if (m_seam.synchronise && ::fsync(fd.get()) != 0)
-        return SystemError::fromErrno(path);
-    if (fd.close() != 0)
-        return SystemError::fromErrno(path);
     return Done{};
 }
 
@@ -293,9 +297,9 @@ Result<XMPSnapshot> SidecarWriter::save(const XMPSnapshot& snapshot, const XMPPa
         if (!safe)
             return safe.failure();
         if (const Result<FileStat> st = FileStat::read(snapshot.sidecar); st.ok())
-            mode = st->mode & 07777;
+            mode = st->mode & 0777;
     }
-    if (const Status written = writeTemporary(bytes, temporary.path(), mode); !written)
+    if (const Status written = writeTemporary(bytes, temporary, mode, m_seam.synchronise); !written)
         return written.failure();
     reach(XMPSaveStep::prepared);
 

@@ -33,7 +33,6 @@ private:
     // 0, or the error number of renameat2 with the given flags.
     int renameWithFlags(const QString& from, const QString& to, unsigned int flags) const;
     Status synchroniseFolder(const QString& folder) const;
-    Status writeTemporary(const QByteArray& data, const QString& path, const std::optional<quint32>& mode) const;
 
     XMPSaveSeam m_seam;
 };

@@ -1,5 +1,6 @@
 #include "Metadata/XMLTree.h"
 
+#include <algorithm>
 #include <climits>
 
 #include <expat.h>
@@ -83,25 +84,35 @@ bool lexStartTag(const QByteArray& bytes, qsizetype begin, qsizetype end, qsizet
     }
 }
 
-// "uri␁local␁prefix", "uri␁local" or "local", as expat reports names.
-void splitName(const char* name, QByteArray& uri, QByteArray& localName, QByteArray& qualifiedName)
+// "uri␁local␁prefix", "uri␁local" or "local", as expat reports names. URIs repeat on almost
+// every name; they are shared rather than copied.
+void splitName(const char* name, std::vector<QByteArray>& uris, QByteArray& uri, QByteArray& localName,
+               QByteArray& qualifiedName)
 {
-    const QByteArray all(name);
+    const QByteArrayView all(name);
     const qsizetype first = all.indexOf(separator);
     if (first < 0) {
         uri.clear();
-        localName = all;
-        qualifiedName = all;
+        localName = all.toByteArray();
+        qualifiedName = localName;
         return;
     }
-    uri = all.left(first);
-    const qsizetype second = all.indexOf(separator, first + 1);
+    const QByteArrayView uriView = all.first(first);
+    const auto known = std::find_if(uris.begin(), uris.end(), [&](const QByteArray& u) { return u == uriView; });
+    if (known != uris.end()) {
+        uri = *known;
+    } else {
+        uri = uriView.toByteArray();
+        uris.push_back(uri);
+    }
+    const QByteArrayView rest = all.sliced(first + 1);
+    const qsizetype second = rest.indexOf(separator);
     if (second < 0) {
-        localName = all.mid(first + 1);
+        localName = rest.toByteArray();
         qualifiedName = localName;
     } else {
-        localName = all.mid(first + 1, second - first - 1);
-        qualifiedName = all.mid(second + 1) + ':' + localName;
+        localName = rest.first(second).toByteArray();
+        qualifiedName = rest.sliced(second + 1).toByteArray() + ':' + localName;
     }
 }
 
@@ -112,6 +123,7 @@ struct XMLTreeBuilder {
     XMLTree tree;
     std::vector<int> open{0};
     std::vector<XMLTree::NamespaceDeclaration> pending;
+    std::vector<QByteArray> uris;
     bool documentTypeDeclaration = false;
     bool unexpected = false;
     bool tooLarge = false;
@@ -154,7 +166,7 @@ struct XMLTreeBuilder {
 
         XMLTree::Node node;
         node.kind = XMLTree::Kind::element;
-        splitName(name, node.uri, node.localName, node.qualifiedName);
+        splitName(name, self->uris, node.uri, node.localName, node.qualifiedName);
         node.begin = begin;
         node.startTagEnd = end;
         node.emptyElementTag = end - begin >= 2 && tree.m_bytes.at(end - 2) == '/' && tree.m_bytes.at(end - 1) == '>';
@@ -179,7 +191,7 @@ struct XMLTreeBuilder {
             while (next < raw.size() && isNamespaceDeclaration(raw[next].qualifiedName))
                 ++next;
             XMLTree::Attribute attribute;
-            splitName(att[0], attribute.uri, attribute.localName, attribute.qualifiedName);
+            splitName(att[0], self->uris, attribute.uri, attribute.localName, attribute.qualifiedName);
             if (next >= raw.size() || raw[next].qualifiedName != attribute.qualifiedName) {
                 self->unexpected = true;
                 self->stop();

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Whole commands against exiv2 in the same run: reading the rating of 1,000 NEFs with 5 KB
+# sidecars, warm cache. Build first (cmake --build build); needs hyperfine and exiv2.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${BUILD:-build}
+folder=$(mktemp -d /tmp/bench-xmp-sh-XXXXXX)
+trap 'rm -rf "$folder"' EXIT
+"$build/Benchmarks/bench-xmp" --prepare "$folder"
+export QT_QPA_PLATFORM=offscreen
+hyperfine --warmup 2 --runs 10 -N \
+  "$build/Sources/VantelorCLI/vantelor-cli xmp read --json $(echo "$folder"/*.NEF)" \
+  "exiv2 -g Xmp.xmp.Rating -Pv $(echo "$folder"/*.xmp)"

@@ -41,31 +41,34 @@ Result<XMPSnapshot> cancelledRead()
 Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path)
 {
     const QByteArray native = Paths::encode(path);
-    struct stat followed {};
-    if (::stat(native.constData(), &followed) != 0) {
-        const int error = errno;
-        struct stat own {};
-        if (::lstat(native.constData(), &own) == 0 && S_ISLNK(own.st_mode))
-            return WorkflowError::invalid(QStringLiteral("Archivo XMP rechazado: enlace simbólico"));
-        if (error == ENOENT || error == ENOTDIR)
-            return std::optional<QByteArray>();
-        return SystemError(error, path);
-    }
     struct stat own {};
-    if (::lstat(native.constData(), &own) != 0)
+    if (::lstat(native.constData(), &own) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return std::optional<QByteArray>();
         return SystemError::fromErrno(path);
+    }
+    if (S_ISLNK(own.st_mode)) {
+        struct stat target {};
+        if (::stat(native.constData(), &target) != 0)
+            return WorkflowError::invalid(QStringLiteral("Archivo XMP rechazado: enlace simbólico"));
+        return WorkflowError::invalid(unsafeFile);
+    }
+    // Devices and FIFOs are never opened: opening some of them has effects of its own.
     if (!S_ISREG(own.st_mode) || own.st_size > maximumSize)
         return WorkflowError::invalid(unsafeFile);
 
-    // O_NONBLOCK: should a FIFO be put in its place meanwhile, opening it must not hang.
+    // Opened without following a link and without waiting on a FIFO, and checked again once
+    // open: something may have been put at the path since.
     const int fd = ::open(native.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         if (errno == ELOOP)
             return WorkflowError::invalid(unsafeFile);
+        if (errno == ENOENT)
+            return std::optional<QByteArray>();
         return SystemError::fromErrno(path);
     }
     struct stat opened {};
-    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode)) {
+    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_size > maximumSize) {
         ::close(fd);
         return WorkflowError::invalid(unsafeFile);
     }

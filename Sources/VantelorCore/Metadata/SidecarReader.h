@@ -39,8 +39,10 @@ public:
     };
     static Result<Current> current(const QString& raw);
 
-private:
+    // The checks of `read`: a NEF that still inspects as a photo.
     static Status checkPhoto(const QString& raw);
+
+private:
     static Result<XMPSnapshot> readLocated(const QString& raw, const Result<QString>& sidecar);
 };
 

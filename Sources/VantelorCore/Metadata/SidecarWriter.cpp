@@ -279,6 +279,9 @@ Result<XMPSnapshot> SidecarWriter::save(const XMPSnapshot& snapshot, const XMPPa
     const Result<XMPDocument> document = XMPDocument::parse(snapshot.data.value_or(XMPDocument::newSidecarTemplate()));
     if (!document)
         return document.failure();
+    const Result<XMPValues> previous = document->values();
+    if (!previous)
+        return previous.failure();
     const Result<QByteArray> patched = document->applying(patch);
     if (!patched)
         return patched.failure();
@@ -366,13 +369,21 @@ Result<XMPSnapshot> SidecarWriter::save(const XMPSnapshot& snapshot, const XMPPa
         return synced.failure();
     reach(XMPSaveStep::placed);
 
-    // Whatever keeps the read-back from matching, the file that was placed parsed and held these
-    // bytes: something changed it since.
-    Result<XMPSnapshot> verified = SidecarReader::read(snapshot.raw);
-    if (!verified || verified->data != bytes)
-        return WorkflowError::conflict(
-            QStringLiteral("El XMP cambió después del guardado. Vuelve a cargarlo antes de continuar."));
-    return verified;
+    // The read-back is a full read of the photo. Bytes equal to those written need no second
+    // parse: the edit already proved what they hold.
+    const QString changedAfter = QStringLiteral("El XMP cambió después del guardado. Vuelve a cargarlo antes de continuar.");
+    if (!SidecarReader::checkPhoto(snapshot.raw))
+        return WorkflowError::conflict(changedAfter);
+    const Result<SidecarReader::Current> now = SidecarReader::current(snapshot.raw);
+    if (!now || now->sidecar != snapshot.sidecar || now->data != bytes)
+        return WorkflowError::conflict(changedAfter);
+    XMPSnapshot saved;
+    saved.raw = snapshot.raw;
+    saved.sidecar = snapshot.sidecar;
+    saved.data = bytes;
+    saved.rating = patch.rating.value_or(previous->rating);
+    saved.label = patch.label ? patch.label : previous->label;
+    return saved;
 }
 
 } // namespace vantelor

@@ -24,7 +24,7 @@ bool isSpace(char c)
 
 // One attribute or namespace declaration as it stands in a start tag.
 struct RawAttribute {
-    QByteArray qualifiedName;
+    QByteArrayView qualifiedName;
     qsizetype separatorBegin = 0;
     qsizetype nameBegin = 0;
     qsizetype valueBegin = 0;
@@ -32,9 +32,16 @@ struct RawAttribute {
     char quote = '"';
 };
 
-bool isNamespaceDeclaration(const QByteArray& qualifiedName)
+bool isNamespaceDeclaration(QByteArrayView qualifiedName)
 {
-    return qualifiedName == "xmlns" || qualifiedName.startsWith("xmlns:");
+    return qualifiedName == QByteArrayView("xmlns") || qualifiedName.startsWith(QByteArrayView("xmlns:"));
+}
+
+// The names and most values of a tree are slices of its own bytes, which it keeps for its whole
+// life: no copies for them.
+QByteArray slice(const QByteArray& bytes, qsizetype begin, qsizetype length)
+{
+    return QByteArray::fromRawData(bytes.constData() + begin, length);
 }
 
 // Finds the attributes of a start tag that expat has already found well-formed, so this only
@@ -63,7 +70,7 @@ bool lexStartTag(const QByteArray& bytes, qsizetype begin, qsizetype end, qsizet
         raw.nameBegin = pos;
         while (pos < end && !isSpace(b[pos]) && b[pos] != '=')
             ++pos;
-        raw.qualifiedName = bytes.mid(raw.nameBegin, pos - raw.nameBegin);
+        raw.qualifiedName = QByteArrayView(b + raw.nameBegin, pos - raw.nameBegin);
         while (pos < end && isSpace(b[pos]))
             ++pos;
         if (pos >= end || b[pos] != '=')
@@ -84,17 +91,17 @@ bool lexStartTag(const QByteArray& bytes, qsizetype begin, qsizetype end, qsizet
     }
 }
 
-// "uri␁local␁prefix", "uri␁local" or "local", as expat reports names. URIs repeat on almost
-// every name; they are shared rather than copied.
-void splitName(const char* name, std::vector<QByteArray>& uris, QByteArray& uri, QByteArray& localName,
-               QByteArray& qualifiedName)
+// "uri␁local␁prefix", "uri␁local" or "local", as expat reports names: the shared URI (they repeat
+// on almost every name), and the qualified name as it is written, to be found in the tag.
+void splitName(const char* name, std::vector<QByteArray>& uris, QByteArray& uri, QByteArrayView& prefix,
+               QByteArrayView& localName)
 {
     const QByteArrayView all(name);
     const qsizetype first = all.indexOf(separator);
+    prefix = {};
     if (first < 0) {
         uri.clear();
-        localName = all.toByteArray();
-        qualifiedName = localName;
+        localName = all;
         return;
     }
     const QByteArrayView uriView = all.first(first);
@@ -108,12 +115,19 @@ void splitName(const char* name, std::vector<QByteArray>& uris, QByteArray& uri,
     const QByteArrayView rest = all.sliced(first + 1);
     const qsizetype second = rest.indexOf(separator);
     if (second < 0) {
-        localName = rest.toByteArray();
-        qualifiedName = localName;
+        localName = rest;
     } else {
-        localName = rest.first(second).toByteArray();
-        qualifiedName = rest.sliced(second + 1).toByteArray() + ':' + localName;
+        localName = rest.first(second);
+        prefix = rest.sliced(second + 1);
     }
+}
+
+bool sameQualifiedName(QByteArrayView written, QByteArrayView prefix, QByteArrayView localName)
+{
+    if (prefix.isEmpty())
+        return written == localName;
+    return written.size() == prefix.size() + 1 + localName.size() && written.startsWith(prefix)
+        && written[prefix.size()] == ':' && written.endsWith(localName);
 }
 
 } // namespace
@@ -124,6 +138,7 @@ struct XMLTreeBuilder {
     std::vector<int> open{0};
     std::vector<XMLTree::NamespaceDeclaration> pending;
     std::vector<QByteArray> uris;
+    std::vector<RawAttribute> raw;
     bool documentTypeDeclaration = false;
     bool unexpected = false;
     bool tooLarge = false;
@@ -166,22 +181,28 @@ struct XMLTreeBuilder {
 
         XMLTree::Node node;
         node.kind = XMLTree::Kind::element;
-        splitName(name, self->uris, node.uri, node.localName, node.qualifiedName);
         node.begin = begin;
         node.startTagEnd = end;
         node.emptyElementTag = end - begin >= 2 && tree.m_bytes.at(end - 2) == '/' && tree.m_bytes.at(end - 1) == '>';
 
-        std::vector<RawAttribute> raw;
+        std::vector<RawAttribute>& raw = self->raw;
+        raw.clear();
         qsizetype nameEnd = 0;
-        if (!lexStartTag(tree.m_bytes, begin, end, nameEnd, raw)) {
+        QByteArrayView prefix;
+        QByteArrayView localName;
+        splitName(name, self->uris, node.uri, prefix, localName);
+        if (!lexStartTag(tree.m_bytes, begin, end, nameEnd, raw)
+            || !sameQualifiedName(QByteArrayView(tree.m_bytes).sliced(begin + 1, nameEnd - begin - 1), prefix, localName)) {
             self->unexpected = true;
             self->stop();
             return;
         }
+        node.qualifiedName = slice(tree.m_bytes, begin + 1, nameEnd - begin - 1);
+        node.localName = slice(tree.m_bytes, nameEnd - localName.size(), localName.size());
         node.insertionPoint = raw.empty() ? nameEnd : raw.back().valueEnd + 1;
         node.attributeSeparator = raw.empty()
             ? QByteArray(" ")
-            : tree.m_bytes.mid(raw.back().separatorBegin, raw.back().nameBegin - raw.back().separatorBegin);
+            : slice(tree.m_bytes, raw.back().separatorBegin, raw.back().nameBegin - raw.back().separatorBegin);
 
         // Expat reports the specified attributes in the order of the tag, with the namespace
         // declarations taken out; match them to their positions one by one.
@@ -191,16 +212,23 @@ struct XMLTreeBuilder {
             while (next < raw.size() && isNamespaceDeclaration(raw[next].qualifiedName))
                 ++next;
             XMLTree::Attribute attribute;
-            splitName(att[0], self->uris, attribute.uri, attribute.localName, attribute.qualifiedName);
-            if (next >= raw.size() || raw[next].qualifiedName != attribute.qualifiedName) {
+            splitName(att[0], self->uris, attribute.uri, prefix, localName);
+            if (next >= raw.size() || !sameQualifiedName(raw[next].qualifiedName, prefix, localName)) {
                 self->unexpected = true;
                 self->stop();
                 return;
             }
-            attribute.value = QByteArray(att[1]);
-            attribute.valueBegin = raw[next].valueBegin;
-            attribute.valueEnd = raw[next].valueEnd;
-            attribute.quote = raw[next].quote;
+            const RawAttribute& written = raw[next];
+            attribute.qualifiedName = slice(tree.m_bytes, written.nameBegin, written.qualifiedName.size());
+            attribute.localName = slice(tree.m_bytes, written.nameBegin + written.qualifiedName.size() - localName.size(),
+                                        localName.size());
+            // Most values are written as they read: no references, no line ends to normalise.
+            const QByteArrayView decoded(att[1]);
+            const QByteArrayView source = QByteArrayView(tree.m_bytes).sliced(written.valueBegin, written.valueEnd - written.valueBegin);
+            attribute.value = decoded == source ? slice(tree.m_bytes, written.valueBegin, source.size()) : decoded.toByteArray();
+            attribute.valueBegin = written.valueBegin;
+            attribute.valueEnd = written.valueEnd;
+            attribute.quote = written.quote;
             tree.m_attributes.push_back(std::move(attribute));
             ++next;
         }
@@ -299,9 +327,23 @@ std::optional<XMLTree> XMLTree::parse(const QByteArray& bytes, ParseError& error
     document.kind = Kind::document;
     document.end = bytes.size();
     builder.tree.m_nodes.push_back(document);
+    const size_t expected = size_t(std::min<qsizetype>(bytes.size() / 48 + 16, 4096));
+    builder.tree.m_nodes.reserve(expected);
+    builder.tree.m_attributes.reserve(expected);
 
-    const XML_Parser parser = XML_ParserCreateNS("UTF-8", separator);
-    if (!parser) {
+    // One parser per thread, reset for each document: creating one costs as much as parsing a
+    // small sidecar. A reset keeps namespace processing and clears every handler.
+    struct ParserOfThisThread {
+        XML_Parser parser = XML_ParserCreateNS("UTF-8", separator);
+        ~ParserOfThisThread()
+        {
+            if (parser)
+                XML_ParserFree(parser);
+        }
+    };
+    thread_local ParserOfThisThread reusable;
+    const XML_Parser parser = reusable.parser;
+    if (!parser || !XML_ParserReset(parser, "UTF-8")) {
         error.text = QStringLiteral("XML: sin memoria");
         return std::nullopt;
     }
@@ -340,7 +382,6 @@ std::optional<XMLTree> XMLTree::parse(const QByteArray& bytes, ParseError& error
     } else {
         result = std::move(builder.tree);
     }
-    XML_ParserFree(parser);
     return result;
 }
 

@@ -1,6 +1,7 @@
 #include "Metadata/XMPDocument.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 #include <QByteArrayView>
@@ -96,22 +97,28 @@ QByteArray escapeText(const QByteArray& text)
     return out;
 }
 
-void appendItem(QByteArray& out, XMLTree::Kind kind, const QByteArray& key, const QByteArray& value)
+void appendNumber(QByteArray& out, qsizetype value)
 {
-    out += QByteArray::number(int(kind));
-    out += ':';
-    out += QByteArray::number(key.size());
-    out += ':';
-    out += key;
-    out += ':';
-    out += QByteArray::number(value.size());
-    out += ':';
-    out += value;
+    char digits[24];
+    const auto result = std::to_chars(digits, digits + sizeof digits, qint64(value));
+    out.append(digits, result.ptr - digits);
 }
 
-QByteArray expandedName(const QByteArray& uri, const QByteArray& localName)
+// kind ":" length ":" "{" uri "}" local ":" length ":" value, written straight into the text.
+void appendItem(QByteArray& out, XMLTree::Kind kind, const QByteArray& uri, const QByteArray& localName,
+                const QByteArray& value)
 {
-    return '{' + uri + '}' + localName;
+    appendNumber(out, int(kind));
+    out += ':';
+    appendNumber(out, uri.size() + localName.size() + 2);
+    out += ":{";
+    out += uri;
+    out += '}';
+    out += localName;
+    out += ':';
+    appendNumber(out, value.size());
+    out += ':';
+    out += value;
 }
 
 struct Splice {
@@ -247,22 +254,22 @@ QByteArray XMPDocument::semantic(bool excludeRating, bool excludeLabel) const
         return (excludeRating && localName == fieldName(Field::rating))
             || (excludeLabel && localName == fieldName(Field::label));
     };
+    const QByteArray none;
+    QList<QByteArray> attributes;
     const auto open = [&](QByteArray& out, const XMLTree::Node& n) {
-        const bool named = n.kind == XMLTree::Kind::element;
-        const QByteArray key = named ? expandedName(n.uri, n.localName)
-            : n.kind == XMLTree::Kind::processingInstruction ? expandedName({}, n.localName)
-                                                             : expandedName({}, {});
+        const bool named = n.kind == XMLTree::Kind::element || n.kind == XMLTree::Kind::processingInstruction;
         const bool valued = n.kind == XMLTree::Kind::text || n.kind == XMLTree::Kind::comment
             || n.kind == XMLTree::Kind::processingInstruction;
-        appendItem(out, n.kind, key, valued ? n.value : QByteArray());
+        appendItem(out, n.kind, n.kind == XMLTree::Kind::element ? n.uri : none, named ? n.localName : none,
+                   valued ? n.value : none);
         out += '[';
-        QList<QByteArray> attributes;
+        attributes.clear();
         for (int a = n.firstAttribute; a < n.firstAttribute + n.attributeCount; ++a) {
             const XMLTree::Attribute& attribute = m_tree.attribute(a);
             if (excluded(attribute.uri, attribute.localName))
                 continue;
             QByteArray text;
-            appendItem(text, XMLTree::Kind::attribute, expandedName(attribute.uri, attribute.localName), attribute.value);
+            appendItem(text, XMLTree::Kind::attribute, attribute.uri, attribute.localName, attribute.value);
             text += "[][]";
             attributes.append(text);
         }

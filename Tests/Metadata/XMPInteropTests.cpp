@@ -1,4 +1,3 @@
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -99,13 +98,9 @@ TEST(XMPInterop, exiftoolAndExiv2ReadWhatWasSaved)
     }
 }
 
-// The command-line program: VANTELOR_CLI names it; beside the build's test programs otherwise.
 QString cliPath()
 {
-    const QString fromEnvironment = qEnvironmentVariable("VANTELOR_CLI");
-    if (!fromEnvironment.isEmpty())
-        return fromEnvironment;
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/../Sources/VantelorCLI/vantelor-cli");
+    return qEnvironmentVariable("VANTELOR_CLI", QStringLiteral(VANTELOR_CLI_PATH));
 }
 
 QJsonArray cliJson(const QStringList& arguments, int expectedExit)

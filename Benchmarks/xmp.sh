@@ -8,6 +8,8 @@ folder=$(mktemp -d /tmp/bench-xmp-sh-XXXXXX)
 trap 'rm -rf "$folder"' EXIT
 "$build/Benchmarks/bench-xmp" --prepare "$folder"
 export QT_QPA_PLATFORM=offscreen
-hyperfine --warmup 2 --runs 10 -N \
+hyperfine --warmup 2 --runs 10 -N --style basic \
+  --command-name "vantelor-cli xmp read --json (1,000 NEF)" \
   "$build/Sources/VantelorCLI/vantelor-cli xmp read --json $(echo "$folder"/*.NEF)" \
+  --command-name "exiv2 -g Xmp.xmp.Rating -Pv (1,000 XMP)" \
   "exiv2 -g Xmp.xmp.Rating -Pv $(echo "$folder"/*.xmp)"

@@ -14,7 +14,8 @@ namespace vantelor {
 // bytes into the original at those positions, so everything that is not edited stays exactly as
 // the other program wrote it (quotes, attribute order, white space, line ends, empty-element
 // forms). Built by expat, which never loads an external entity here and is stopped at the first
-// sign of a document type declaration. Not shared between threads.
+// sign of a document type declaration. Names and most values are slices of the tree's own bytes:
+// copy them (as QString does) before the tree goes away. Not shared between threads.
 class XMLTree {
 public:
     // The node kinds, numbered as the canonical comparison writes them.

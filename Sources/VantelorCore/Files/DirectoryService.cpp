@@ -4,30 +4,15 @@
 #include <cerrno>
 #include <sys/stat.h>
 
-#include <QCollator>
-#include <QLocale>
-
 #include "Library/DirectoryEnumerator.h"
 #include "Support/FileStat.h"
+#include "Support/NaturalOrder.h"
 #include "Support/Paths.h"
 #include "Support/WorkflowError.h"
 
 namespace vantelor {
 
 namespace {
-
-// The order of the photo list, so that folders and photos read alike: case-insensitive, digits
-// by value. QCollator is not shareable between threads, hence one per thread.
-QCollator& folderCollator()
-{
-    thread_local QCollator collator = [] {
-        QCollator c(QLocale(QLocale::Spanish, QLocale::Spain));
-        c.setNumericMode(true);
-        c.setCaseSensitivity(Qt::CaseInsensitive);
-        return c;
-    }();
-    return collator;
-}
 
 bool isValidFolderName(const QString& name)
 {
@@ -69,7 +54,7 @@ Result<QList<DirectoryEntry>> DirectoryService::listChildren(const QString& fold
     if (readError != 0)
         return SystemError(readError, folder);
 
-    QCollator& collator = folderCollator();
+    QCollator& collator = naturalCollator();
     std::stable_sort(entries.begin(), entries.end(), [&collator](const DirectoryEntry& a, const DirectoryEntry& b) {
         return collator.compare(a.name, b.name) < 0;
     });

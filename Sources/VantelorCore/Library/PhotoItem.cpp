@@ -2,35 +2,20 @@
 
 #include <charconv>
 
-#include <QCollator>
-#include <QLocale>
-
 #include "Support/FileStat.h"
+#include "Support/NaturalOrder.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
 
 namespace {
 
-// QCollator is not shareable between threads; each thread keeps its own. An explicit locale is
-// needed: under the C locale a default collator ignores numeric mode.
-QCollator& nameCollator()
-{
-    thread_local QCollator collator = [] {
-        QCollator c(QLocale(QLocale::Spanish, QLocale::Spain));
-        c.setNumericMode(true);
-        c.setCaseSensitivity(Qt::CaseInsensitive);
-        return c;
-    }();
-    return collator;
-}
-
 int compareNames(const PhotoItem& a, const PhotoItem& b, const std::optional<QCollatorSortKey>& ka,
                  const std::optional<QCollatorSortKey>& kb)
 {
     if (ka && kb)
         return ka->compare(*kb);
-    return nameCollator().compare(a.name(), b.name());
+    return naturalCollator().compare(a.name(), b.name());
 }
 
 // Code-point order of the canonical (NFC) forms. UTF-16 order differs from it only where a
@@ -70,7 +55,7 @@ PhotoItem::PhotoItem(QString url_, qint64 byteSize_, QDateTime created_, QDateTi
     , created(std::move(created_))
     , modified(std::move(modified_))
     , resourceID(std::move(resourceID_))
-    , m_sortKey(nameCollator().sortKey(name()))
+    , m_sortKey(naturalCollator().sortKey(name()))
 {
 }
 

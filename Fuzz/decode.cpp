@@ -17,12 +17,16 @@ namespace {
 
 const char* const extensions[] = {"nef", "nrw", "jpg", "jpeg", "heic", "heif", "tif", "tiff", "png", "dng", "arw", "cr2", "cr3"};
 
+// A plain buffer, not a QString: the exit handler runs after static objects are destroyed.
+char nativeFolder[64];
+
 QString folder()
 {
     static const QString path = [] {
         const QString p = QStringLiteral("/dev/shm/vantelor-fuzz-decode-%1").arg(getpid());
-        mkdir(Paths::encode(p).constData(), 0700);
-        std::atexit([] { rmdir(Paths::encode(folder()).constData()); });
+        qstrncpy(nativeFolder, Paths::encode(p).constData(), sizeof nativeFolder);
+        mkdir(nativeFolder, 0700);
+        std::atexit([] { rmdir(nativeFolder); });
         return p;
     }();
     return path;

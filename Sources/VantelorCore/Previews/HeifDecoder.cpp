@@ -3,9 +3,9 @@
 #include <memory>
 #include <vector>
 
-#include <libheif/heif.h>
 
 #include "Previews/Downscale.h"
+#include "Previews/HeifLibrary.h"
 
 namespace vantelor::HeifDecoder {
 
@@ -16,48 +16,70 @@ namespace {
 constexpr int maxSide = 32768;
 constexpr qint64 maxPixels = 80'000'000;
 
+// Callers reach these only through a Context whose allocation proved the library is there.
+const HeifLibrary& lib()
+{
+    return *HeifLibrary::get();
+}
+
 struct Context {
-    heif_context* ctx = heif_context_alloc();
-    ~Context() { heif_context_free(ctx); }
+    heif_context* ctx = HeifLibrary::get() ? lib().context_alloc() : nullptr;
+    ~Context()
+    {
+        if (ctx)
+            lib().context_free(ctx);
+    }
 };
 
-using HandlePtr = std::unique_ptr<heif_image_handle, decltype(&heif_image_handle_release)>;
-using ImagePtr = std::unique_ptr<heif_image, decltype(&heif_image_release)>;
+void releaseHandle(heif_image_handle* handle)
+{
+    if (handle)
+        lib().image_handle_release(handle);
+}
+
+void releaseImage(heif_image* image)
+{
+    if (image)
+        lib().image_release(image);
+}
+
+using HandlePtr = std::unique_ptr<heif_image_handle, decltype(&releaseHandle)>;
+using ImagePtr = std::unique_ptr<heif_image, decltype(&releaseImage)>;
 
 HandlePtr primary(Context& context, const QByteArray& file)
 {
-    HandlePtr none(nullptr, heif_image_handle_release);
+    HandlePtr none(nullptr, releaseHandle);
     if (!context.ctx || file.isEmpty())
         return none;
-    heif_context_set_maximum_image_size_limit(context.ctx, maxSide);
-    if (heif_context_read_from_memory_without_copy(context.ctx, file.constData(), size_t(file.size()), nullptr).code
+    lib().context_set_maximum_image_size_limit(context.ctx, maxSide);
+    if (lib().context_read_from_memory_without_copy(context.ctx, file.constData(), size_t(file.size()), nullptr).code
         != heif_error_Ok)
         return none;
     heif_image_handle* handle = nullptr;
-    if (heif_context_get_primary_image_handle(context.ctx, &handle).code != heif_error_Ok)
+    if (lib().context_get_primary_image_handle(context.ctx, &handle).code != heif_error_Ok)
         return none;
-    return HandlePtr(handle, heif_image_handle_release);
+    return HandlePtr(handle, releaseHandle);
 }
 
 std::optional<QImage> decodeHandle(const heif_image_handle* handle, int maxPixelSize)
 {
-    const int w = heif_image_handle_get_width(handle);
-    const int h = heif_image_handle_get_height(handle);
+    const int w = lib().image_handle_get_width(handle);
+    const int h = lib().image_handle_get_height(handle);
     if (w <= 0 || h <= 0 || qint64(w) * h > maxPixels)
         return std::nullopt;
     heif_image* decoded = nullptr;
-    if (heif_decode_image(handle, &decoded, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, nullptr).code != heif_error_Ok)
+    if (lib().decode_image(handle, &decoded, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, nullptr).code != heif_error_Ok)
         return std::nullopt;
-    ImagePtr image(decoded, heif_image_release);
+    ImagePtr image(decoded, releaseImage);
     int stride = 0;
-    const uint8_t* plane = heif_image_get_plane_readonly(image.get(), heif_channel_interleaved, &stride);
-    const int width = heif_image_get_width(image.get(), heif_channel_interleaved);
-    const int height = heif_image_get_height(image.get(), heif_channel_interleaved);
+    const uint8_t* plane = lib().image_get_plane_readonly(image.get(), heif_channel_interleaved, &stride);
+    const int width = lib().image_get_width(image.get(), heif_channel_interleaved);
+    const int height = lib().image_get_height(image.get(), heif_channel_interleaved);
     if (!plane || width <= 0 || height <= 0 || stride < width * 4)
         return std::nullopt;
     // The view borrows libheif's buffer; the conversion copies the pixels before it goes.
     const QImage view(plane, width, height, stride, QImage::Format_RGBA8888);
-    const bool alpha = heif_image_handle_has_alpha_channel(handle);
+    const bool alpha = lib().image_handle_has_alpha_channel(handle);
     const QImage owned = view.convertToFormat(alpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     const QImage result = Downscale::fit(owned, maxPixelSize);
     if (result.isNull())
@@ -73,7 +95,7 @@ std::optional<QSize> size(const QByteArray& file)
     HandlePtr handle = primary(context, file);
     if (!handle)
         return std::nullopt;
-    return QSize(heif_image_handle_get_width(handle.get()), heif_image_handle_get_height(handle.get()));
+    return QSize(lib().image_handle_get_width(handle.get()), lib().image_handle_get_height(handle.get()));
 }
 
 std::optional<QImage> thumbnail(const QByteArray& file, int maxPixelSize)
@@ -82,19 +104,19 @@ std::optional<QImage> thumbnail(const QByteArray& file, int maxPixelSize)
     HandlePtr handle = primary(context, file);
     if (!handle)
         return std::nullopt;
-    const int count = heif_image_handle_get_number_of_thumbnails(handle.get());
+    const int count = lib().image_handle_get_number_of_thumbnails(handle.get());
     if (count <= 0)
         return std::nullopt;
     std::vector<heif_item_id> ids(size_t(std::min(count, 16)));
-    const int listed = heif_image_handle_get_list_of_thumbnail_IDs(handle.get(), ids.data(), int(ids.size()));
-    HandlePtr best(nullptr, heif_image_handle_release);
+    const int listed = lib().image_handle_get_list_of_thumbnail_IDs(handle.get(), ids.data(), int(ids.size()));
+    HandlePtr best(nullptr, releaseHandle);
     qint64 bestPixels = 0;
     for (int i = 0; i < listed; ++i) {
         heif_image_handle* thumb = nullptr;
-        if (heif_image_handle_get_thumbnail(handle.get(), ids[size_t(i)], &thumb).code != heif_error_Ok)
+        if (lib().image_handle_get_thumbnail(handle.get(), ids[size_t(i)], &thumb).code != heif_error_Ok)
             continue;
-        HandlePtr candidate(thumb, heif_image_handle_release);
-        const qint64 pixels = qint64(heif_image_handle_get_width(thumb)) * heif_image_handle_get_height(thumb);
+        HandlePtr candidate(thumb, releaseHandle);
+        const qint64 pixels = qint64(lib().image_handle_get_width(thumb)) * lib().image_handle_get_height(thumb);
         if (pixels > bestPixels) {
             bestPixels = pixels;
             best = std::move(candidate);

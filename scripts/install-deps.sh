@@ -6,7 +6,7 @@ set -euo pipefail
 want=${1:-test}
 
 build_pkgs=(
-  cmake ninja-build g++ pkg-config
+  cmake ninja-build g++ pkg-config ccache
   qt6-base-dev qt6-qpa-plugins qt6-image-formats-plugins qt6-svg-dev libqt6svg6
   libexiv2-dev libraw-dev libheif-dev libturbojpeg0-dev libjpeg62-turbo-dev
   libexpat1-dev libssl-dev

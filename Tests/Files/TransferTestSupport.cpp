@@ -12,11 +12,6 @@
 
 namespace vantelor::test {
 
-QString cliProgram()
-{
-    return qEnvironmentVariable("VANTELOR_CLI", QStringLiteral(VANTELOR_CLI_PATH));
-}
-
 QByteArray patternBytes(qsizetype size, int seed)
 {
     QByteArray bytes(size, Qt::Uninitialized);

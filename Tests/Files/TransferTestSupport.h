@@ -8,11 +8,9 @@
 #include <QStringList>
 
 #include "Files/TransferFileSystem.h"
+#include "Support/CliRunner.h"
 
 namespace vantelor::test {
-
-// The vantelor-cli program under test: $VANTELOR_CLI, else the one this build made.
-QString cliProgram();
 
 // Deterministic contents of a given length, different for each seed.
 QByteArray patternBytes(qsizetype size, int seed);

@@ -4,28 +4,20 @@
 #include <QJsonDocument>
 #include <QProcess>
 
+#include "Support/CliRunner.h"
 #include "Input/ShortcutProfile.h"
 #include "Support/Sandbox.h"
 #include "InputTestSupport.h"
 
 using namespace vantelor;
+using vantelor::test::CliRun;
+using vantelor::test::runCli;
 
 namespace {
 
-struct CliRun {
-    int exitCode = -1;
-    QByteArray out;
-    QString err;
-};
-
 CliRun cli(const QStringList& arguments)
 {
-    QProcess process;
-    process.start(qEnvironmentVariable("VANTELOR_CLI"), arguments);
-    if (!process.waitForFinished(60000))
-        return {};
-    return {process.exitCode(), process.readAllStandardOutput(),
-            QString::fromUtf8(process.readAllStandardError()).trimmed()};
+    return runCli(arguments);
 }
 
 } // namespace
@@ -34,13 +26,13 @@ TEST(ShortcutsCommand, DefaultsJsonDecodesToTheDefaults)
 {
     ASSERT_FALSE(qEnvironmentVariable("VANTELOR_CLI").isEmpty());
     const CliRun run = cli({"shortcuts", "defaults", "--json"});
-    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    ASSERT_EQ(run.status, 0) << run.err.toStdString();
     const Result<ShortcutProfile> profile = ShortcutProfile::fromJson(run.out);
     ASSERT_TRUE(profile.ok()) << profile.message().toStdString();
     expectSameProfile(*profile, ShortcutProfile::defaults());
 
     const CliRun text = cli({"shortcuts", "defaults"});
-    ASSERT_EQ(text.exitCode, 0);
+    ASSERT_EQ(text.status, 0);
     const QStringList lines = QString::fromUtf8(text.out).trimmed().split(QLatin1Char('\n'));
     ASSERT_EQ(lines.size(), 26);
     EXPECT_EQ(lines[0], QStringLiteral("←      Foto anterior"));
@@ -61,14 +53,14 @@ TEST(ShortcutsCommand, CheckKeepsWhatImportWouldKeep)
     const QString path = sandbox.write(QStringLiteral("Vantelor-shortcuts.json"), custom.toJson());
 
     const CliRun json = cli({"shortcuts", "check", "--json", path});
-    ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
+    ASSERT_EQ(json.status, 0) << json.err.toStdString();
     const Result<ShortcutProfile> kept = ShortcutProfile::fromJson(json.out);
     ASSERT_TRUE(kept.ok()) << kept.message().toStdString();
     expectSameProfile(*kept, custom.preservingDefaults());
     EXPECT_EQ(kept->action(InputTrigger::key(5, 0, {})), ActionID::sheet);
 
     const CliRun text = cli({"shortcuts", "check", path});
-    ASSERT_EQ(text.exitCode, 0);
+    ASSERT_EQ(text.status, 0);
     const QString out = QString::fromUtf8(text.out);
     EXPECT_TRUE(out.contains(QStringLiteral("Ratón 4  Mover selección…\n"))) << out.toStdString();
     EXPECT_TRUE(out.contains(QStringLiteral("⌥P       Etiqueta morada\n"))) << out.toStdString();
@@ -115,8 +107,8 @@ TEST(ShortcutsCommand, CheckRefusesWithTheRuleMessage)
     for (const Row& row : rows) {
         for (const QStringList& extra : {QStringList{}, QStringList{"--json"}}) {
             const CliRun run = cli(QStringList{"shortcuts", "check"} + extra + QStringList{row.path});
-            EXPECT_EQ(run.exitCode, 1) << row.path.toStdString();
-            EXPECT_EQ(run.err, row.message) << row.path.toStdString();
+            EXPECT_EQ(run.status, 1) << row.path.toStdString();
+            EXPECT_EQ(QString::fromUtf8(run.err).trimmed(), row.message) << row.path.toStdString();
             EXPECT_TRUE(run.out.isEmpty()) << row.path.toStdString();
         }
     }
@@ -128,9 +120,9 @@ TEST(ShortcutsCommand, Usage)
                                          QStringList{"shortcuts", "check"}, QStringList{"shortcuts", "defaults", "x"},
                                          QStringList{"shortcuts", "check", "a", "b"}}) {
         const CliRun run = cli(arguments);
-        EXPECT_EQ(run.exitCode, 2) << arguments.join(' ').toStdString();
-        EXPECT_FALSE(run.err.isEmpty()) << arguments.join(' ').toStdString();
+        EXPECT_EQ(run.status, 2) << arguments.join(' ').toStdString();
+        EXPECT_FALSE(QString::fromUtf8(run.err).trimmed().isEmpty()) << arguments.join(' ').toStdString();
     }
-    EXPECT_EQ(cli({"shortcuts", "--help"}).exitCode, 0);
-    EXPECT_EQ(cli({"shortcuts", "check", "--help"}).exitCode, 0);
+    EXPECT_EQ(cli({"shortcuts", "--help"}).status, 0);
+    EXPECT_EQ(cli({"shortcuts", "check", "--help"}).status, 0);
 }

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QProcess>
 
+#include "Support/CliRunner.h"
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
@@ -14,18 +15,9 @@ using namespace vantelor::test;
 
 namespace {
 
-struct CliRun {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 CliRun cli(const QStringList& arguments)
 {
-    QProcess process;
-    process.start(qEnvironmentVariable("VANTELOR_CLI", QStringLiteral(VANTELOR_CLI_PATH)), arguments);
-    process.waitForFinished(60000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return runCli(arguments);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QProcess>
 
+#include "Support/CliRunner.h"
 #include "Previews/NikonPreview.h"
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
@@ -14,23 +15,12 @@ namespace vantelor::test {
 
 namespace {
 
-struct CliRun {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-    QJsonDocument json() const { return QJsonDocument::fromJson(out); }
-};
-
 CliRun cli(const Sandbox& sandbox, const QStringList& arguments)
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // Keep the service's start-up clean-up inside the sandbox.
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), sandbox.file(QStringLiteral("xdg-cache")));
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(VANTELOR_CLI_PATH), arguments);
-    process.waitForFinished(120'000);
-    return CliRun{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return runCli(arguments, environment);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "PreviewFixtures.h"
+#include "Previews/HeifDecoder.h"
 #include "Previews/ImageProperties.h"
+#include "Previews/JpegDecoder.h"
 #include "Previews/PhotoMetadata.h"
 #include "Previews/PreviewDecoder.h"
 #include "Support/ImageFixtures.h"
@@ -66,6 +68,10 @@ TEST(PhotoMetadata, AFileWithoutExifShowsDashesAndItsSize)
         for (const QString& text : {metadata->camera, metadata->lens, metadata->iso, metadata->aperture, metadata->shutter})
             EXPECT_EQ(text, QStringLiteral("—")) << name.toStdString();
     }
+    // exiv2 built without HEIF support knows no size at all; the fallbacks must give it.
+    EXPECT_EQ(HeifDecoder::size(makeHeic(patternImage(120, 80))), QSize(120, 80));
+    EXPECT_EQ(HeifDecoder::size(makeJpeg(120, 80)), std::nullopt);
+    EXPECT_EQ(JpegDecoder::size(makeJpeg(120, 80)), QSize(120, 80));
 }
 
 TEST(PhotoMetadata, TakesTheFirstIsoAndIgnoresValuesOfTheWrongTypeOrCount)

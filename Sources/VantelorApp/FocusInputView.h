@@ -16,6 +16,8 @@ public:
     // the focus. The delay lets a click finish its own focus changes first. A request made
     // while another is pending replaces it.
     void prepareNavigation();
+    // Drops a pending request.
+    void cancelNavigation() { ++m_request; }
 
     static constexpr int delayMs = 100;
 

@@ -66,6 +66,11 @@ void KeyboardInput::prepareNavigation()
         m_focusView->prepareNavigation();
 }
 
+FocusInputView* KeyboardInput::focusView() const
+{
+    return m_focusView.data();
+}
+
 std::optional<InputTrigger> KeyboardInput::trigger(const QEvent* event)
 {
     switch (event->type()) {
@@ -114,19 +119,32 @@ bool KeyboardInput::passesOn(QObject* watched) const
     return !m_capturing && isTextEditing(QApplication::focusWidget());
 }
 
+void KeyboardInput::noteClick(QWidget* target, const QMouseEvent* event)
+{
+    if (!m_view || !m_focusView || m_capturing || event->button() != Qt::LeftButton || target->window() != m_view->window())
+        return;
+    // A click into a text field starts typing there: a return of the focus still pending from an
+    // earlier click must not take it away. A click anywhere else ends typing in the field that
+    // has the focus: the browser takes the keys back once the click has settled.
+    if (isTextEditing(target))
+        m_focusView->cancelNavigation();
+    else if (isTextEditing(QApplication::focusWidget()))
+        m_focusView->prepareNavigation();
+}
+
 bool KeyboardInput::eventFilter(QObject* watched, QEvent* event)
 {
     switch (event->type()) {
     case QEvent::KeyboardLayoutChange:
         KeyboardLayout::layoutChanged();
         return false;
-    case QEvent::MouseButtonPress:
-        // A click on anything but a text field ends typing there: the browser takes the keys
-        // back once the click has settled.
-        if (!m_capturing && m_view && watched->isWidgetType() && static_cast<QWidget*>(watched)->window() == m_view->window()
-            && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton && !isTextEditing(static_cast<QWidget*>(watched))
-            && isTextEditing(QApplication::focusWidget()))
+    case QEvent::Show:
+        if (watched == m_view)
             prepareNavigation();
+        return false;
+    case QEvent::MouseButtonPress:
+        if (watched->isWidgetType())
+            noteClick(static_cast<QWidget*>(watched), static_cast<QMouseEvent*>(event));
         [[fallthrough]];
     case QEvent::KeyPress:
         break;

@@ -9,6 +9,7 @@
 #include "Input/InputTrigger.h"
 
 class QEvent;
+class QMouseEvent;
 class QWidget;
 
 namespace vantelor {
@@ -42,7 +43,7 @@ public:
     // Gives keyboard focus back to the browser a moment later, so that after a click on a control
     // the arrows step photos again.
     void prepareNavigation();
-    FocusInputView* focusView() const { return m_focusView; }
+    FocusInputView* focusView() const;
 
     // The trigger of a key press or of a mouse button press; nothing for other events, for the
     // left and right buttons, for modifier keys alone and for synthetic key events without a
@@ -56,6 +57,7 @@ protected:
 
 private:
     bool passesOn(QObject* watched) const;
+    void noteClick(QWidget* target, const QMouseEvent* event);
 
     QPointer<QWidget> m_view;
     QPointer<FocusInputView> m_focusView;

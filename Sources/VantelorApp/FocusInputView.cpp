@@ -1,7 +1,10 @@
 #include "FocusInputView.h"
 
 #include <QApplication>
+#include <QPointer>
 #include <QTimer>
+
+#include "KeyboardInput.h"
 
 namespace vantelor {
 
@@ -17,11 +20,16 @@ FocusInputView::FocusInputView(QWidget* parent)
 void FocusInputView::prepareNavigation()
 {
     const quint64 request = ++m_request;
-    QTimer::singleShot(delayMs, this, [this, request] {
+    QPointer<QWidget> focusBefore = QApplication::focusWidget();
+    QTimer::singleShot(delayMs, this, [this, request, focusBefore] {
         if (request != m_request || !isVisible())
             return;
         QWidget* top = window();
         if (top != QApplication::activeWindow() || QApplication::activeModalWidget() || QApplication::activePopupWidget())
+            return;
+        // A text field entered meanwhile (by Tab, or by the program) is where the user types now.
+        QWidget* focus = QApplication::focusWidget();
+        if (focus != focusBefore && KeyboardInput::isTextEditing(focus))
             return;
         setFocus(Qt::OtherFocusReason);
         emit tookFocus();

@@ -13,8 +13,8 @@ public:
     explicit FocusInputView(QWidget* parent);
 
     // 0.1 s later, if this window is still the active one and no dialog is open over it, take
-    // the focus. The delay lets a click finish its own focus changes first. A request made
-    // while another is pending replaces it.
+    // the focus, unless a text field got it meanwhile. The delay lets a click finish its own focus
+    // changes first. A request made while another is pending replaces it.
     void prepareNavigation();
     // Drops a pending request.
     void cancelNavigation() { ++m_request; }

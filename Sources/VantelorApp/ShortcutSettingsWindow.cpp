@@ -45,6 +45,9 @@ const QString warningStyle = QStringLiteral(
 const QString conflictStyle = QStringLiteral(
     "QFrame#conflictBar { background: #2b2238; border: 1px solid #9b7be0; border-radius: 4px; }");
 
+// Every chip of a row the same height, so that a row does not jump when a button replaces a label.
+constexpr int chipHeight = 24;
+
 QLabel* iconLabel(QStyle::StandardPixmap icon, QWidget* parent)
 {
     auto* label = new QLabel(parent);
@@ -202,7 +205,7 @@ void ShortcutSettingsWindow::buildRows(QScrollArea* area)
     auto* grid = new QGridLayout(list);
     grid->setContentsMargins(12, 10, 12, 10);
     grid->setHorizontalSpacing(16);
-    grid->setVerticalSpacing(6);
+    grid->setVerticalSpacing(4);
     grid->setColumnStretch(1, 1);
     int line = 0;
     for (const ActionID action : ActionIDs::allCases) {
@@ -297,6 +300,9 @@ void ShortcutSettingsWindow::fillRow(const Row& row)
         connect(add, &QPushButton::clicked, this, [this, action = row.action] { m_store.startRecording(action); });
         row.triggers->addWidget(add);
     }
+    for (int i = 0; i < row.triggers->count(); ++i)
+        if (QWidget* widget = row.triggers->itemAt(i)->widget())
+            widget->setFixedHeight(chipHeight);
     row.triggers->addStretch(1);
 }
 

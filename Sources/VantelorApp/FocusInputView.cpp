@@ -15,6 +15,9 @@ FocusInputView::FocusInputView(QWidget* parent)
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setFixedSize(0, 0);
+    // A child added to a window already on screen stays hidden unless shown, and a hidden widget
+    // cannot take the focus.
+    show();
 }
 
 void FocusInputView::prepareNavigation()

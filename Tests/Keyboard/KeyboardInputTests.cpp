@@ -341,3 +341,13 @@ TEST(FocusKeeper, TheFocusStaysWhereTheUserWentOrWhileADialogIsOpen)
     ASSERT_TRUE(took.wait());
     EXPECT_EQ(QApplication::focusWidget(), keeper);
 }
+
+TEST(FocusKeeper, AnInputAddedToAWindowOnScreenTakesTheFocus)
+{
+    QWidget window;
+    activate(window);
+    auto* input = new KeyboardInput(&window, [](const InputTrigger&) { return false; });
+    QSignalSpy took(input->focusView(), &FocusInputView::tookFocus);
+    ASSERT_TRUE(took.wait());
+    EXPECT_EQ(QApplication::focusWidget(), input->focusView());
+}

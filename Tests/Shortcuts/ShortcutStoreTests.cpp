@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -47,6 +48,22 @@ QList<InputTrigger> triggersOf(const ShortcutStore& store, ActionID action)
             triggers.append(binding.trigger);
     return triggers;
 }
+
+// The preferences of the whole run live in a folder of their own, never in the user's: QSettings
+// fixes its paths on first use, so this is set before any test runs.
+class SandboxedPreferences : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_home.isValid());
+        qputenv("XDG_CONFIG_HOME", m_home.path().toUtf8());
+    }
+
+private:
+    QTemporaryDir m_home;
+};
+
+const auto* const sandboxedPreferences = ::testing::AddGlobalTestEnvironment(new SandboxedPreferences);
 
 class ShortcutStoreTest : public ::testing::Test {
 protected:

@@ -5,6 +5,7 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -65,7 +66,8 @@ NavigatorView::NavigatorView(LibraryModel& library, QWidget* parent)
     m_tree->setModel(&m_model);
     m_tree->setItemDelegate(new NavigatorDelegate(m_tree));
     m_tree->setHeaderHidden(true);
-    m_tree->setRootIsDecorated(true);
+    // Sections stay open: their titles need no expander.
+    m_tree->setRootIsDecorated(false);
     m_tree->setIndentation(14);
     m_tree->setExpandsOnDoubleClick(false);
     m_tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -101,9 +103,14 @@ NavigatorView::NavigatorView(LibraryModel& library, QWidget* parent)
                 if (hint == QAbstractItemDelegate::RevertModelCache)
                     m_model.cancelNewFolder();
             });
-    connect(&m_model, &NavigatorModel::newFolderFailed, this, [this](const QModelIndex& row) {
-        m_tree->setCurrentIndex(row);
-        m_tree->edit(row);
+    // Queued: the failed name may come back while the view is still closing the editor.
+    connect(&m_model, &NavigatorModel::newFolderFailed, this, [this](const QModelIndex& failed) {
+        QTimer::singleShot(0, this, [this, row = QPersistentModelIndex(failed)] {
+            if (!row.isValid())
+                return;
+            m_tree->setCurrentIndex(row);
+            m_tree->edit(row);
+        });
     });
     connect(&m_model, &NavigatorModel::folderCreated, this, [this](const QString& folder) { m_created = folder; });
     connect(&m_model, &NavigatorModel::folderLoaded, this, [this] {

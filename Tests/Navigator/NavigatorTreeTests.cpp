@@ -15,8 +15,10 @@ TEST(NavigatorTree, ListingErrorStaysOnThatFolderRowOnly)
     const QString viaje = sandbox.mkdir(QStringLiteral("fotos/Viaje"));
     const QString archivo = sandbox.mkdir(QStringLiteral("fotos/Archivo"));
     auto model = makeNavigator(sandbox);
-    for (const QString& folder : {viaje, archivo, boda})
-        model->addFavorite(folder);
+    ASSERT_TRUE(doAndWait(*model, &NavigatorModel::placesUpdated, [&] {
+        for (const QString& folder : {viaje, archivo, boda})
+            model->addFavorite(folder);
+    }));
 
     // Gone, and replaced by a file, after being listed among the favourites.
     ASSERT_EQ(::rmdir(Paths::encode(viaje).constData()), 0);

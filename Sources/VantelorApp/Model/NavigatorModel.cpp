@@ -234,6 +234,7 @@ void NavigatorModel::record(const QString& folder)
         m_recent.removeLast();
     saveList(recentKey, m_recent);
     updateList(Section::recent, m_recent);
+    updatePlaces();
     emit recentChanged();
 }
 
@@ -244,6 +245,7 @@ void NavigatorModel::addFavorite(const QString& folder)
     m_favorites.append(folder);
     saveList(favoritesKey, m_favorites);
     updateList(Section::favorites, m_favorites);
+    updatePlaces();
     emit favoritesChanged();
 }
 
@@ -698,7 +700,14 @@ bool NavigatorModel::setData(const QModelIndex& index, const QVariant& value, in
     Node* node = nodeOf(index);
     if (!index.isValid() || role != Qt::EditRole || node->kind != Kind::newFolder || node->state == LoadState::loading)
         return false;
-    commitNewFolder(node, value.toString());
+    // Created after the editor has closed: a quick answer would otherwise change the rows while
+    // the view is still committing the edit.
+    node->state = LoadState::loading;
+    node->name = value.toString();
+    QMetaObject::invokeMethod(this, [this, id = node->id, name = node->name] {
+        if (Node* pending = m_nodes.value(id))
+            commitNewFolder(pending, name);
+    }, Qt::QueuedConnection);
     return true;
 }
 

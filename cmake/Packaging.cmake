@@ -1,6 +1,7 @@
 # `cpack -G DEB` in a build folder makes vantelor_<version>_<arch>.deb from what `cmake --install`
 # places. Library dependencies are read from the binaries by dpkg-shlibdeps; the Qt plugins that
-# are loaded at run time, and so appear in no binary, are named by hand.
+# are loaded at run time, and libheif, opened on first use, appear in no binary's needs and are
+# named by hand.
 set(CPACK_PACKAGE_NAME vantelor)
 set(CPACK_PACKAGE_VENDOR Vantelor)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -16,6 +17,6 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Vantelor <vantelor@vantelor.invalid>")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-image-formats-plugins")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-image-formats-plugins, libheif1 (>= 1.15)")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "desktop-file-utils, hicolor-icon-theme")
 include(CPack)

@@ -125,3 +125,22 @@ TEST(NavigatorTree, CancelledNewFolderLeavesNothingBehind)
     EXPECT_TRUE(model->beginNewFolder(home).isValid()) << "a new one can start";
     EXPECT_FALSE(model->beginNewFolder(model->sectionIndex(NavigatorModel::Section::recent)).isValid());
 }
+
+TEST(NavigatorTree, RefreshReadsAgainAFolderNamedInBytesThatAreNotUtf8)
+{
+    Sandbox sandbox;
+    const QString latin1 = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9")));
+    auto model = makeNavigator(sandbox);
+    ASSERT_TRUE(expand(*model, homeRow(*model)));
+    const QModelIndex folder = model->findFolder(latin1);
+    ASSERT_TRUE(folder.isValid());
+    EXPECT_EQ(folder.data(Qt::DisplayRole).toString(), QStringLiteral("caf\uFFFD"));
+    ASSERT_TRUE(expand(*model, folder));
+    EXPECT_EQ(model->rowCount(folder), 0);
+
+    // Such a folder cannot be watched by name: a transfer into it is seen through refresh().
+    const QString added = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9/sesi\xf3n")));
+    model->refresh();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model->findFolder(added).isValid(); }, asyncTimeoutMs));
+    EXPECT_EQ(model->findFolder(added).data(NavigatorModel::PathRole).toString(), added) << "the bytes survive";
+}

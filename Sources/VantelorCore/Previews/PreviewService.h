@@ -47,10 +47,10 @@ public:
 
     QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override;
     // Warms the cache; the future may be ignored, or cancelled when the user turns away.
-    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension);
+    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override;
     // Warms the preview of the standard display size.
     QFuture<Result<PreviewResult>> prepare(const PhotoItem& item);
-    void clearCache();
+    void clearCache() override;
 
     // A cache hit returns a finished future without queueing anything.
     QFuture<Result<PreviewResult>> request(const PhotoItem& item, int dimension, bool warming);

@@ -231,6 +231,12 @@ void InspectorView::refresh()
 {
     const auto photo = m_library.selectedPhoto();
     m_pages->setCurrentIndex(photo ? 1 : 0);
+    // A stack is as tall as its tallest page; the hidden one must not make the empty state scroll.
+    for (int i = 0; i < m_pages->count(); ++i) {
+        const bool shown = i == m_pages->currentIndex();
+        m_pages->widget(i)->setSizePolicy(shown ? QSizePolicy::Preferred : QSizePolicy::Ignored, shown ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    }
+    m_pages->adjustSize();
     if (!photo)
         return;
     m_name->setText(Paths::displayText(photo->name()));
@@ -300,8 +306,6 @@ void InspectorView::refreshCapture()
     const auto& preview = m_library.preview();
     const bool shown = preview && m_library.displayedID() == photo->url;
     m_waiting->setVisible(!shown);
-    for (QLabel* value : {m_camera, m_lens, m_exposure, m_iso, m_dimensions})
-        value->parentWidget()->setVisible(true);
     m_camera->setVisible(shown);
     m_lens->setVisible(shown);
     m_exposure->setVisible(shown);

@@ -20,8 +20,9 @@ struct TintedMask {
     double share = 0;
 };
 
-// The mask's light grey multiplied by the colour, as premultiplied ARGB ready to draw.
-TintedMask tint(const FocusMask& mask, QColor colour)
+// The mask's light grey multiplied by the colour, as premultiplied ARGB ready to draw, reduced
+// to the size it will be drawn at when that is smaller.
+TintedMask tint(const FocusMask& mask, QColor colour, QSize drawn)
 {
     TintedMask out;
     const QImage& grey = mask.image;
@@ -38,6 +39,8 @@ TintedMask tint(const FocusMask& mask, QColor colour)
     painter.end();
     const double total = double(grey.width()) * grey.height();
     out.share = total > 0 ? 100.0 * double(mask.highlightedPixels) / total : 0;
+    if (drawn.isValid() && drawn.width() < out.image.width())
+        out.image = out.image.scaled(drawn, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     return out;
 }
 
@@ -131,12 +134,15 @@ void PreviewCanvas::restartFocus()
         return;
     const quint64 token = ++m_focusToken;
     const QColor colour = Appearance::focusColor(m_focusBlue);
+    const QRectF target = imageRect();
+    const double ratio = devicePixelRatioF();
+    const QSize drawn(qRound(target.width() * ratio), qRound(target.height() * ratio));
     m_focusPending = true;
     QFuture<Result<FocusMask>> computing = FocusPeaking::mask(*preview, m_focusSensitivity);
     // Tinting stays on the pool thread that computed the mask.
     m_focusTask = computing
-        .then([colour](const Result<FocusMask>& mask) {
-            return mask ? std::optional<TintedMask>(tint(*mask, colour)) : std::nullopt;
+        .then([colour, drawn](const Result<FocusMask>& mask) {
+            return mask ? std::optional<TintedMask>(tint(*mask, colour, drawn)) : std::nullopt;
         })
         .then(this, [this, token](const std::optional<TintedMask>& tinted) {
             if (token != m_focusToken)
@@ -268,9 +274,11 @@ void PreviewCanvas::paintEvent(QPaintEvent*)
     }
     if (!m_mask.isNull()) {
         // The mask is at analysis size; its reduction follows the photo's.
+        // The worker reduced it for the size at the time of the request; a view resized since
+        // then reduces it once more here.
         const QSize maskSize(std::min(devicePixels.width(), m_mask.width()), std::min(devicePixels.height(), m_mask.height()));
         if (m_maskReduced.isNull() || m_maskReducedSize != maskSize) {
-            m_maskReduced = QPixmap::fromImage(m_mask.scaled(maskSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+            m_maskReduced = QPixmap::fromImage(maskSize == m_mask.size() ? m_mask : m_mask.scaled(maskSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
             m_maskReducedSize = maskSize;
         }
         painter.setRenderHint(QPainter::SmoothPixmapTransform);

@@ -1,39 +1,10 @@
-#include <cerrno>
-
 #include "Command.h"
-#include "Input/ShortcutProfile.h"
-#include "Support/FileReader.h"
-#include "Support/FileStat.h"
+#include "Input/ShortcutProfileFile.h"
 #include "Support/Paths.h"
 
 namespace vantelor::cli {
 
 namespace {
-
-// The profile in a file, as importing it into the app would leave it.
-Result<ShortcutProfile> importProfile(const QString& path)
-{
-    const auto st = FileStat::read(path, /*followLinks=*/true);
-    if (!st)
-        return st.failure();
-    if (st->isDirectory())
-        return SystemError(EISDIR, path);
-    if (st->size > ShortcutProfile::maximumFileBytes)
-        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
-    std::optional<FileReader> reader = FileReader::open(path);
-    if (!reader)
-        return SystemError::fromErrno(path);
-    const QByteArray bytes = reader->read(0, ShortcutProfile::maximumFileBytes + 1);
-    if (bytes.size() > ShortcutProfile::maximumFileBytes)
-        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
-    const Result<ShortcutProfile> decoded = ShortcutProfile::fromJson(bytes);
-    if (!decoded)
-        return decoded;
-    const Result<ShortcutProfile> valid = decoded->validated();
-    if (!valid)
-        return valid;
-    return valid->preservingDefaults();
-}
 
 void printProfile(const ShortcutProfile& profile)
 {
@@ -92,23 +63,23 @@ private:
 
     static int check(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo descodifica, "
-                           "comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que quedarían, "
-                           "o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
-            QStringLiteral("ARCHIVO"), 1);
-        if (early >= 0)
-            return early;
+        const Syntax syntax{
+            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo "
+                           "descodifica, comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que "
+                           "quedarían, o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
+            QStringLiteral("ARCHIVO"), 1};
+        return runParsed(arguments, syntax, checkProfile);
+    }
+
+    static int checkProfile(const QCommandLineParser& parser)
+    {
         if (parser.positionalArguments().size() > 1) {
             Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
             return usage;
         }
-        const Result<ShortcutProfile> profile = importProfile(Paths::clean(parser.positionalArguments().first()));
-        if (!profile) {
-            Io::err(profile.message());
-            return failed;
-        }
+        const Result<ShortcutProfile> profile = ShortcutProfileFile::read(Paths::clean(parser.positionalArguments().first()));
+        if (!profile)
+            return Io::fail(profile.message());
         if (parser.isSet(QStringLiteral("json")))
             Io::json(profile->toJsonObject());
         else
@@ -118,13 +89,13 @@ private:
 
     static int defaults(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
-                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl."),
-            QString(), 0);
-        if (early >= 0)
-            return early;
+        const Syntax syntax{QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
+                                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl.")};
+        return runParsed(arguments, syntax, showDefaults);
+    }
+
+    static int showDefaults(const QCommandLineParser& parser)
+    {
         if (!parser.positionalArguments().isEmpty()) {
             Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts defaults [--json]"));
             return usage;

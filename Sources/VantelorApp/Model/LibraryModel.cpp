@@ -37,6 +37,35 @@ QString standardized(const QString& folder)
     return result;
 }
 
+// Continues with `body` on the context's thread once the future has its answer, the Qt way, but
+// from an event of its own: with Qt 6.4 a continuation that attaches the next continuation while
+// it runs (the next scan batch, the next sidecar of a save pass) can deadlock inside QFuture.
+// A cancelled future's body never runs. Whoever may cancel the future later keeps the returned
+// continuation as long as the future: Qt 6.4 cancels a chain through it and would otherwise reach
+// a continuation already freed.
+template <typename T, typename Body>
+QFuture<void> whenReady(QFuture<T> future, QObject* context, Body body)
+{
+    if constexpr (std::is_void_v<T>) {
+        return future.then(context, [context, body = std::move(body)]() mutable {
+            QMetaObject::invokeMethod(context, std::move(body), Qt::QueuedConnection);
+        });
+    } else {
+        return future.then(context, [context, body = std::move(body)](T value) mutable {
+            QMetaObject::invokeMethod(
+                context, [body = std::move(body), value = std::move(value)]() mutable { body(value); }, Qt::QueuedConnection);
+        });
+    }
+}
+
+// Finished work has nothing left to stop.
+template <typename T>
+void cancelRunning(QFuture<T>& future)
+{
+    if (!future.isFinished())
+        future.cancel();
+}
+
 SessionLabel labelFromText(const std::optional<QString>& text)
 {
     // Other programs write "Red"; only the five colours count, anything else shows no colour.
@@ -107,7 +136,9 @@ LibraryModel::~LibraryModel()
     stopBackgroundWork();
     cancelPreview();
     cancelNeighbors();
-    retireIndexer();
+    cancelRunning(m_scanTask);
+    if (m_indexer)
+        m_indexer->cancel();
     // Whoever awaits a save (the quit path) must not wait for ever on a window that is gone.
     if (m_savePass)
         m_savePass->promise.finish();
@@ -427,7 +458,7 @@ void LibraryModel::beginScan(const QString& folder)
 void LibraryModel::requestBatch(const QUuid& generation)
 {
     m_scanTask = m_indexer->nextBatch();
-    m_scanTask.then(this, [this, generation](const Result<ScanSnapshot>& snapshot) {
+    m_scanAnswer = whenReady(m_scanTask, this, [this, generation](const Result<ScanSnapshot>& snapshot) {
         takeSnapshot(generation, snapshot);
     });
 }
@@ -499,26 +530,26 @@ void LibraryModel::startPreparation()
 
         auto dates = m_captureReader.read(photos);
         m_dateTasks.append(dates);
-        dates.then(this, [this, generation, photos, parts, preparation, photoCount](const CaptureTimeReader::Table& table) {
+        m_preparationAnswers.append(whenReady(dates, this, [this, generation, photos, parts, preparation, photoCount](const CaptureTimeReader::Table& table) {
             if (generation != m_generation)
                 return;
             Batch answer(this);
             applyDates(photos, table);
             if (--*parts == 0)
                 batchPartDone(preparation, photoCount);
-        });
+        }));
         if (nefs.isEmpty())
             continue;
         auto sidecars = m_xmp.readMany(nefs);
         m_sidecarTasks.append(sidecars);
-        sidecars.then(this, [this, generation, parts, preparation, photoCount](const QList<MetadataReadResult>& results) {
+        m_preparationAnswers.append(whenReady(sidecars, this, [this, generation, parts, preparation, photoCount](const QList<MetadataReadResult>& results) {
             if (generation != m_generation)
                 return;
             Batch answer(this);
             applySidecars(results);
             if (--*parts == 0)
                 batchPartDone(preparation, photoCount);
-        });
+        }));
     }
 }
 
@@ -581,6 +612,7 @@ void LibraryModel::finishPreparation()
     Batch batch(this);
     m_dateTasks.clear();
     m_sidecarTasks.clear();
+    m_preparationAnswers.clear();
     assign(m_isPreparing, false, preparationGroup);
     assign(m_isScanning, false, folderGroup);
     assign(m_metadataLoading, false, preparationGroup);
@@ -604,7 +636,7 @@ void LibraryModel::stopPreparation()
     const bool wasScanning = m_isScanning && !m_scanComplete;
     m_generation = QUuid::createUuid();
     stopBackgroundWork();
-    m_scanTask.cancel();
+    cancelRunning(m_scanTask);
     cancelNeighbors();
     retireIndexer();
     assign(m_isPreparing, false, preparationGroup);
@@ -632,21 +664,22 @@ void LibraryModel::restartPreparation()
 void LibraryModel::stopBackgroundWork()
 {
     for (auto& task : m_dateTasks)
-        task.cancel();
+        cancelRunning(task);
     for (auto& task : m_sidecarTasks)
-        task.cancel();
+        cancelRunning(task);
     m_dateTasks.clear();
     m_sidecarTasks.clear();
+    m_preparationAnswers.clear();
 }
 
 void LibraryModel::retireIndexer()
 {
     if (!m_indexer)
         return;
-    m_scanTask.cancel();
+    cancelRunning(m_scanTask);
     std::shared_ptr<FolderIndexing> old(std::move(m_indexer));
     m_retiredIndexers.append(old);
-    old->cancel().then(this, [this, raw = old.get()] {
+    whenReady(old->cancel(), this, [this, raw = old.get()] {
         m_retiredIndexers.removeIf([raw](const auto& indexer) { return indexer.get() == raw; });
     });
 }
@@ -659,7 +692,7 @@ void LibraryModel::cancelScan()
     stopBackgroundWork();
     assign(m_preparationStatus, QString(), preparationGroup);
     m_generation = QUuid::createUuid();
-    m_scanTask.cancel();
+    cancelRunning(m_scanTask);
     if (m_isScanning)
         assign(m_status, QStringLiteral("Lectura detenida • %1 fotos encontradas").arg(m_photos.size()), folderGroup);
     assign(m_isScanning, false, folderGroup);
@@ -872,7 +905,7 @@ void LibraryModel::closeTab(const QString& url)
         finishCloseTab(url);
         return;
     }
-    savePending().then(this, [this, url, pendingIn] {
+    whenReady(savePending(), this, [this, url, pendingIn] {
         if (!m_tabs.contains(url))
             return;
         Batch batch(this);
@@ -923,14 +956,15 @@ int LibraryModel::requestedDimension() const
 
 void LibraryModel::cancelPreview()
 {
-    m_previewTask.cancel();
+    cancelRunning(m_previewTask);
     m_previewTask = {};
+    m_previewAnswer = {};
 }
 
 void LibraryModel::cancelNeighbors()
 {
     for (auto& task : m_neighbors)
-        task.cancel();
+        cancelRunning(task);
     m_neighbors.clear();
 }
 
@@ -961,7 +995,7 @@ void LibraryModel::loadPreview()
     const QUuid generation = m_previewGeneration;
     const int dimension = requestedDimension();
     m_previewTask = m_previewService->load(*item, dimension);
-    m_previewTask.then(this, [this, generation, url = item->url, dimension](const Result<PreviewResult>& result) {
+    m_previewAnswer = whenReady(m_previewTask, this, [this, generation, url = item->url, dimension](const Result<PreviewResult>& result) {
         if (generation != m_previewGeneration)
             return;
         if (!result.ok() && isCancelled(result.failure()))
@@ -1012,7 +1046,7 @@ void LibraryModel::prefetchNeighbors()
         if (keys.contains(it.key())) {
             ++it;
         } else {
-            it->cancel();
+            cancelRunning(*it);
             it = m_neighbors.erase(it);
         }
     }
@@ -1113,7 +1147,7 @@ void LibraryModel::saveNext(const std::shared_ptr<SavePass>& pass)
             assign(m_autoSave, false, metadataGroup);
             continue;
         }
-        m_xmp.save(*snapshot, *patch).then(this, [this, pass, url, version](const Result<XMPSnapshot>& saved) {
+        whenReady(m_xmp.save(*snapshot, *patch), this, [this, pass, url, version](const Result<XMPSnapshot>& saved) {
             if (m_savePass != pass)
                 return;
             Batch answer(this);
@@ -1149,7 +1183,7 @@ void LibraryModel::finishPass(const std::shared_ptr<SavePass>& pass)
     const auto waiters = std::exchange(m_saveWaiters, {});
     if (!waiters.isEmpty()) {
         // Someone asked for a save while this pass ran: one more pass covers what it missed.
-        performSave().then(this, [waiters] {
+        whenReady(performSave(), this, [waiters] {
             for (const auto& waiter : waiters)
                 waiter->finish();
         });
@@ -1179,7 +1213,7 @@ void LibraryModel::resolveConflict(bool merge)
         m_snapshots.remove(url);
         touch(metadataGroup);
     }
-    m_xmp.read(url).then(this, [this, url, merge](const Result<XMPSnapshot>& fresh) {
+    whenReady(m_xmp.read(url), this, [this, url, merge](const Result<XMPSnapshot>& fresh) {
         Batch batch(this);
         assign(m_conflictURL, std::optional<QString>(), metadataGroup);
         touch(metadataGroup);
@@ -1232,7 +1266,7 @@ void LibraryModel::chooseTransfer(TransferKind kind)
             return;
         Batch batch(self.data());
         self->assign(self->m_transferBusy, true, transferGroup);
-        self->m_files.plan(sources, Paths::clean(*destination), kind).then(self.data(), [model = self.data()](const Result<TransferPlan>& plan) {
+        whenReady(self->m_files.plan(sources, Paths::clean(*destination), kind), self.data(), [model = self.data()](const Result<TransferPlan>& plan) {
             Batch answer(model);
             model->assign(model->m_transferBusy, false, transferGroup);
             if (plan.ok())
@@ -1251,7 +1285,7 @@ void LibraryModel::confirmTransfer()
     const TransferPlan plan = *std::exchange(m_transferPlan, std::nullopt);
     touch(transferGroup);
     assign(m_transferBusy, true, transferGroup);
-    m_files.execute(plan).then(this, [this, kind = plan.kind](const Result<TransferReceipt>& receipt) {
+    whenReady(m_files.execute(plan), this, [this, kind = plan.kind](const Result<TransferReceipt>& receipt) {
         Batch answer(this);
         if (!receipt.ok()) {
             assign(m_folderError, std::optional<QString>(receipt.message()), folderGroup);

@@ -386,11 +386,15 @@ private:
     QHash<QString, QUuid> m_editVersions;
     QUuid m_generation;
     QUuid m_previewGeneration;
+    // Each cancellable task is kept with the continuation that applies its answer.
     QFuture<Result<ScanSnapshot>> m_scanTask;
+    QFuture<void> m_scanAnswer;
     QFuture<Result<PreviewResult>> m_previewTask;
+    QFuture<void> m_previewAnswer;
     QHash<QString, QFuture<Result<PreviewResult>>> m_neighbors;
     QList<QFuture<CaptureTimeReader::Table>> m_dateTasks;
     QList<QFuture<QList<MetadataReadResult>>> m_sidecarTasks;
+    QList<QFuture<void>> m_preparationAnswers;
     QTimer m_autosaveTimer;
     // The photos come from a finished scan: preparation can start again without rescanning.
     bool m_scanComplete = false;

@@ -123,10 +123,6 @@ NavigatorView::NavigatorView(LibraryModel& library, QWidget* parent)
         m_tree->setCurrentIndex(created);
         m_tree->scrollTo(created);
     });
-    connect(&m_model, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex& inserted) {
-        if (!inserted.isValid())
-            expandSections();
-    });
     connect(&m_model, &NavigatorModel::placesUpdated, this, &NavigatorView::expandSections);
     expandSections();
     // The home folder starts open: its subfolders are where most shoots are.

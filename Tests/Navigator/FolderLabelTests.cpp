@@ -15,7 +15,7 @@ namespace {
 
 std::optional<QByteArray> tagsOf(const QString& folder)
 {
-    char value[4096];
+    char value[8192];
     const ssize_t size = ::getxattr(Paths::encode(folder).constData(), "user.xdg.tags", value, sizeof value);
     if (size < 0)
         return std::nullopt;
@@ -103,6 +103,14 @@ TEST(FolderLabels, LabelsRoundTripThroughTheFileManagersTags)
 
     model->setLabel(home, SessionLabel::none);
     EXPECT_TRUE(eventually([&] { return tagsOf(home) == QByteArray("boda,\xff\xfe,Clientes"); }));
+
+    // A value longer than the first read's buffer.
+    const QByteArray longTag(3000, 'x');
+    setTags(home, longTag + ",Verde");
+    auto third = makeNavigator(sandbox);
+    EXPECT_TRUE(eventually([&] { return third->label(home) == SessionLabel::green; }));
+    third->setLabel(home, SessionLabel::purple);
+    EXPECT_TRUE(eventually([&] { return tagsOf(home) == longTag + ",Morado"; }));
 
     // With no other tag, the attribute goes rather than staying empty.
     setTags(home, "Azul");

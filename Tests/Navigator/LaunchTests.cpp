@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <QLocalSocket>
 #include <QProcess>
 
 #include "Model/LaunchTarget.h"
@@ -144,4 +145,25 @@ TEST(SingleInstance, SocketLeftByACrashedInstanceIsTakenOver)
     Launch second(socket, 0, {QStringLiteral("/c")});
     EXPECT_EQ(second.line(), QStringLiteral("secondary"));
     EXPECT_EQ(first.line(), QStringLiteral("/c"));
+}
+
+TEST(SingleInstance, GarbageOnTheSocketIsDroppedAndTheNextLaunchGetsThrough)
+{
+    Sandbox sandbox;
+    const QString socket = sandbox.file(QStringLiteral("instance"));
+    Launch first(socket, 1);
+    ASSERT_EQ(first.line(), QStringLiteral("primary"));
+    const QByteArray garbage[] = {QByteArray("\xff\xff\xff\xff", 4), QByteArray("\x00\x00\x00\x01\x7f\xff\xff\xff", 8),
+                                  QByteArray("\x00\x00\x00", 3)};
+    for (const QByteArray& bytes : garbage) {
+        QLocalSocket client;
+        client.connectToServer(socket);
+        ASSERT_TRUE(client.waitForConnected(5000));
+        client.write(bytes);
+        client.waitForBytesWritten(5000);
+        client.disconnectFromServer();
+    }
+    Launch second(socket, 0, {QStringLiteral("/d")});
+    EXPECT_EQ(second.line(), QStringLiteral("secondary"));
+    EXPECT_EQ(first.line(), QStringLiteral("/d")) << "only the real launch was delivered";
 }

@@ -111,6 +111,12 @@ TEST(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
     EXPECT_FALSE(row.isValid()) << "the new-folder row is gone";
     EXPECT_TRUE(QTest::qWaitFor([&] { return model->findFolder(made).isValid(); }, asyncTimeoutMs));
     EXPECT_EQ(childPaths(*model, home), (QStringList{existing, made}));
+
+    // The name offered is one that is free.
+    sandbox.mkdir(QStringLiteral("home/Carpeta nueva"));
+    sandbox.mkdir(QStringLiteral("home/Carpeta nueva 2"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model->rowCount(home) == 4; }, asyncTimeoutMs));
+    EXPECT_EQ(model->beginNewFolder(home).data(Qt::EditRole).toString(), QStringLiteral("Carpeta nueva 3"));
 }
 
 TEST(NavigatorTree, CancelledNewFolderLeavesNothingBehind)
@@ -122,7 +128,8 @@ TEST(NavigatorTree, CancelledNewFolderLeavesNothingBehind)
     ASSERT_TRUE(model->beginNewFolder(home).isValid());
     model->cancelNewFolder();
     EXPECT_EQ(model->rowCount(home), 0);
-    EXPECT_TRUE(model->beginNewFolder(home).isValid()) << "a new one can start";
+    const QModelIndex row = model->beginNewFolder(home);
+    EXPECT_EQ(row.data(Qt::EditRole).toString(), QStringLiteral("Carpeta nueva")) << "a new one can start";
     EXPECT_FALSE(model->beginNewFolder(model->sectionIndex(NavigatorModel::Section::recent)).isValid());
 }
 

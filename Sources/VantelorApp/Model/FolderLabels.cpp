@@ -1,5 +1,6 @@
 #include "Model/FolderLabels.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/xattr.h>
 
@@ -22,8 +23,16 @@ FolderLabels::Attribute FolderLabels::xdgTags()
     Attribute attribute;
     attribute.read = [](const QString& folder) -> Result<QByteArray> {
         const QByteArray path = Paths::encode(folder);
-        QByteArray value(maximumValueSize, Qt::Uninitialized);
-        const ssize_t size = ::lgetxattr(path.constData(), attributeName, value.data(), value.size());
+        // Most values are a few names: one call with a small buffer, a second only for long ones.
+        QByteArray value(1024, Qt::Uninitialized);
+        ssize_t size = ::lgetxattr(path.constData(), attributeName, value.data(), value.size());
+        if (size < 0 && errno == ERANGE) {
+            const ssize_t needed = ::lgetxattr(path.constData(), attributeName, nullptr, 0);
+            if (needed > maximumValueSize)
+                return SystemError(E2BIG, folder);
+            value.resize(std::max<ssize_t>(needed, 0));
+            size = ::lgetxattr(path.constData(), attributeName, value.data(), value.size());
+        }
         if (size >= 0)
             return value.left(size);
         if (errno == ENODATA)

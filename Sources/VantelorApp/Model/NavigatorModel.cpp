@@ -19,6 +19,7 @@ namespace {
 const QString recentKey = QStringLiteral("VantelorRecent");
 const QString favoritesKey = QStringLiteral("VantelorFavorites");
 const QString labelsKey = QStringLiteral("VantelorFolderLabels");
+const QString newFolderName = QStringLiteral("Carpeta nueva");
 
 QSettings preferences()
 {
@@ -506,8 +507,15 @@ QModelIndex NavigatorModel::beginNewFolder(const QModelIndex& parentIndex)
         return {};
     if (parent->state == LoadState::unloaded)
         load(parent);
+    // A free name to start from, as file managers offer: "Carpeta nueva", "Carpeta nueva 2", …
+    QSet<QString> taken;
+    for (const auto& child : parent->children)
+        taken.insert(child->name);
+    QString name = newFolderName;
+    for (int n = 2; taken.contains(name); ++n)
+        name = newFolderName + QStringLiteral(" %1").arg(n);
     beginInsertRows(parentIndex, 0, 0);
-    m_newFolder = makeNode(parent, Kind::newFolder, {}, {});
+    m_newFolder = makeNode(parent, Kind::newFolder, {}, name);
     parent->children.emplace(parent->children.begin(), m_newFolder);
     endInsertRows();
     return indexOf(m_newFolder);
@@ -674,11 +682,9 @@ QVariant NavigatorModel::data(const QModelIndex& index, int role) const
     const bool missing = node->kind == Kind::folder && m_missing.contains(node->path);
     switch (role) {
     case Qt::DisplayRole:
-        if (node->kind == Kind::newFolder && node->name.isEmpty())
-            return QStringLiteral("Carpeta nueva");
         return Paths::displayText(node->name);
     case Qt::EditRole:
-        return node->name.isEmpty() ? QStringLiteral("Carpeta nueva") : node->name;
+        return node->name;
     case Qt::ToolTipRole:
         if (node->kind != Kind::folder)
             return node->error.isEmpty() ? QVariant() : QVariant(node->error);

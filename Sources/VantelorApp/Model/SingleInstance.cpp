@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include <QDataStream>
-#include <QDir>
 #include <QLocalSocket>
 #include <QLockFile>
+#include <QStandardPaths>
 
 namespace vantelor {
 
@@ -27,8 +27,9 @@ SingleInstance::SingleInstance(QString socketPath, QObject* parent)
 
 QString SingleInstance::defaultSocketPath()
 {
-    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
-    const QString folder = runtime.isEmpty() ? QDir::tempPath() : QString::fromLocal8Bit(runtime);
+    // $XDG_RUNTIME_DIR, or else a folder that Qt makes private to the user: never a shared /tmp,
+    // where another user could answer in our place.
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     return folder + QStringLiteral("/com.vantelor.Vantelor-") + QString::number(::getuid());
 }
 

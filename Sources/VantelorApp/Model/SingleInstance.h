@@ -22,7 +22,7 @@ class SingleInstance : public QObject {
 public:
     enum class Role { primary, secondary };
 
-    // The socket's path; by default "com.vantelor.Vantelor-<uid>" in $XDG_RUNTIME_DIR.
+    // The socket's path; by default "com.vantelor.Vantelor-<uid>" in the user's runtime folder.
     explicit SingleInstance(QString socketPath = defaultSocketPath(), QObject* parent = nullptr);
     static QString defaultSocketPath();
 

@@ -14,20 +14,16 @@
 
 #include "Input/InputTestSupport.h"
 #include "KeyboardInput.h"
+#include "KeyboardTestSupport.h"
 #include "Model/ShortcutStore.h"
 #include "ShortcutSettingsWindow.h"
 
 using namespace vantelor;
+using namespace vantelor::test;
 
 namespace {
 
 const InputTrigger back = InputTrigger::mouse(3, 0, QStringLiteral("Ratón 4"));
-
-void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString& text = {})
-{
-    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, text);
-    QApplication::sendEvent(window->windowHandle(), &press);
-}
 
 template <typename T>
 T* child(const QWidget& window, const QString& name)
@@ -64,9 +60,7 @@ struct Screen {
 
     Screen()
     {
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        activate(window);
         QApplication::processEvents();  // lays out the rows
     }
     void click(const QString& name) { QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton); }

@@ -17,6 +17,7 @@ test_pkgs=(
   clang-14 libclang-rt-14-dev
   xvfb xauth time imagemagick
   exiv2 libimage-exiftool-perl libvips-tools libjpeg-turbo-progs hyperfine
+  desktop-file-utils appstream dpkg-dev
 )
 
 pkgs=("${build_pkgs[@]}")

@@ -1,132 +1,65 @@
 #include "MainWindow.h"
 
-#include <QDragEnterEvent>
-#include <QDropEvent>
-#include <QFileDialog>
-#include <QLabel>
-#include <QHeaderView>
-#include <QTreeView>
+#include <QCloseEvent>
 #include <QMenuBar>
-#include <QMimeData>
-#include <QStatusBar>
-#include <QUrl>
 
-#include "Library/FolderIndexer.h"
-#include "PhotoListModel.h"
+#include "ContentView.h"
+#include "KeyboardInput.h"
+#include "Model/LibraryModel.h"
+#include "Model/ShortcutStore.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
 
-namespace {
-constexpr int scanBatchSize = 256;
-}
-
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+MainWindow::MainWindow(LibraryModel& library, std::function<void()> requestQuit, QWidget* parent)
+    : QMainWindow(parent)
+    , m_library(library)
+    , m_requestQuit(std::move(requestQuit))
 {
-    setWindowTitle(QStringLiteral("Vantelor"));
+    setObjectName(QStringLiteral("main"));
     resize(1380, 880);
-    setAcceptDrops(true);
+    m_content = new ContentView(library, false, this);
+    setCentralWidget(m_content);
+    setMinimumSize(1040, 680);
 
-    auto* fileMenu = menuBar()->addMenu(QStringLiteral("Archivo"));
-    auto* open = fileMenu->addAction(QStringLiteral("Abrir carpeta de fotos…"), this, &MainWindow::chooseFolder);
-    open->setShortcut(QKeySequence::Open);
-    fileMenu->addSeparator();
-    auto* quit = fileMenu->addAction(QStringLiteral("Salir"), this, &QWidget::close);
-    quit->setShortcut(QKeySequence::Quit);
+    auto* file = menuBar()->addMenu(QStringLiteral("Archivo"));
+    file->addAction(QStringLiteral("Abrir carpeta de fotos…"), this, [this] { m_library.chooseFolder(); });
+    file->addAction(QStringLiteral("Actualizar carpeta"), this, [this] { m_library.reload(); });
+    file->addAction(QStringLiteral("Guardar XMP"), this, [this] { m_library.savePending(); });
+    file->addSeparator();
+    file->addAction(QStringLiteral("Salir"), this, [this] { m_requestQuit(); });
 
-    m_model = new PhotoListModel(this);
-    m_list = new QTreeView(this);
-    m_list->setModel(m_model);
-    m_list->setRootIsDecorated(false);
-    m_list->setUniformRowHeights(true);
-    m_list->setAlternatingRowColors(true);
-    m_list->setFrameShape(QFrame::NoFrame);
-    m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_list->header()->setStretchLastSection(false);
-    m_list->header()->setSectionResizeMode(PhotoListModel::name, QHeaderView::Stretch);
-    m_list->header()->resizeSection(PhotoListModel::size, 120);
-    m_list->header()->resizeSection(PhotoListModel::modified, 200);
-    setCentralWidget(m_list);
+    auto* photos = menuBar()->addMenu(QStringLiteral("Fotografías"));
+    m_sheetAction = photos->addAction(QString(), this, [this] { m_library.setShowSheet(!m_library.showSheet()); });
+    photos->addAction(QStringLiteral("Abrir vista previa grande"), this, [this] { m_library.run(ActionID::preview); });
+    photos->addAction(QStringLiteral("Foto siguiente"), this, [this] { m_library.move(1); });
+    photos->addAction(QStringLiteral("Foto anterior"), this, [this] { m_library.move(-1); });
 
-    m_status = new QLabel(this);
-    statusBar()->addWidget(m_status, 1);
-    setStatus(QStringLiteral("Abre una carpeta de fotos para empezar"));
-}
-
-MainWindow::~MainWindow()
-{
-    if (m_indexer)
-        m_indexer->cancel();
-}
-
-void MainWindow::chooseFolder()
-{
-    // Non-modal, so the window keeps painting while the user browses.
-    auto* dialog = new QFileDialog(this, QStringLiteral("Abrir carpeta de fotos…"));
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &QFileDialog::fileSelected, this, &MainWindow::openFolder);
-    dialog->show();
-}
-
-void MainWindow::openFolder(const QString& path)
-{
-    if (m_indexer)
-        m_indexer->cancel();
-    m_generation = QUuid::createUuid();
-    const QString folder = Paths::clean(path);
-    m_indexer = std::make_unique<FolderIndexer>(folder, scanBatchSize);
-    m_model->setPhotos({});
-    setWindowTitle(QStringLiteral("%1 — Vantelor").arg(Paths::displayText(Paths::fileName(folder))));
-    setStatus(QStringLiteral("Leyendo archivos: 0…"));
-    requestBatch();
-}
-
-void MainWindow::requestBatch()
-{
-    const QUuid generation = m_generation;
-    m_indexer->nextBatch().then(this, [this, generation](const Result<ScanSnapshot>& result) {
-        if (generation != m_generation)
-            return; // a newer folder superseded this scan
-        if (!result) {
-            if (!isCancelled(result.failure()))
-                setStatus(result.message());
-            return;
-        }
-        const ScanSnapshot& snapshot = *result;
-        // The snapshot is the whole sorted list: later photos can land anywhere in it.
-        m_model->setPhotos(snapshot.photos);
-        if (snapshot.finished) {
-            setStatus(QStringLiteral("%1 fotos • RAW sin modificar").arg(snapshot.photos.size()));
-            return;
-        }
-        setStatus(QStringLiteral("Leyendo archivos: %1…").arg(snapshot.photos.size()));
-        requestBatch();
+    new KeyboardInput(this, [lib = &library](const InputTrigger& trigger) {
+        const auto action = lib->shortcuts().profile().action(trigger);
+        return action && lib->run(*action);
     });
+
+    connect(&library, &LibraryModel::displayChanged, this, &MainWindow::refreshTitle);
+    connect(&library, &LibraryModel::folderChanged, this, &MainWindow::refreshTitle);
+    refreshTitle();
 }
 
-void MainWindow::setStatus(const QString& text)
+void MainWindow::refreshTitle()
 {
-    m_status->setText(text);
+    m_sheetAction->setText(m_library.showSheet() ? QStringLiteral("Vista previa individual") : QStringLiteral("Hoja de contactos"));
+    const auto& folder = m_library.folder();
+    setWindowTitle(folder ? Paths::displayText(Paths::fileName(*folder)) + QStringLiteral(" — Vantelor") : QStringLiteral("Vantelor"));
 }
 
-void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (event->mimeData()->hasUrls())
-        event->acceptProposedAction();
-}
-
-void MainWindow::dropEvent(QDropEvent* event)
-{
-    const auto urls = event->mimeData()->urls();
-    for (const QUrl& url : urls) {
-        if (url.isLocalFile()) {
-            openFolder(Paths::fromFileUrl(url.toString(QUrl::FullyEncoded)));
-            event->acceptProposedAction();
-            return;
-        }
+    if (m_closeApproved) {
+        event->accept();
+        return;
     }
+    event->ignore();
+    m_requestQuit();
 }
 
 } // namespace vantelor

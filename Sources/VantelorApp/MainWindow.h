@@ -1,43 +1,43 @@
 #pragma once
 
-#include <memory>
+#include <functional>
 
 #include <QMainWindow>
-#include <QUuid>
 
-class QLabel;
-class QTreeView;
+class QAction;
 
 namespace vantelor {
 
-class FolderIndexer;
-class PhotoListModel;
+class ContentView;
+class LibraryModel;
 
-// The main window: for now the folder's photos as the scanner delivers them, and the status
-// line. All of its state lives on the GUI thread; scan results from an older folder are dropped.
+// The main window: the menus "Archivo" and "Fotografías" over the main view. Closing it is a
+// request to quit, which the application answers (it may ask first); the window only closes
+// once quitting was approved. The menu commands carry no key equivalents: keys reach the same
+// operations through the shortcut profile.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    explicit MainWindow(QWidget* parent = nullptr);
-    ~MainWindow() override;
+    // `requestQuit` is called for every way of closing the window or quitting from its menu.
+    MainWindow(LibraryModel& library, std::function<void()> requestQuit, QWidget* parent = nullptr);
 
-    void openFolder(const QString& path);
+    ContentView* content() const { return m_content; }
+    QAction* sheetAction() const { return m_sheetAction; }
+    // Set by the application once quitting was approved: the next close goes through.
+    void approveClose() { m_closeApproved = true; }
 
 protected:
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
 private:
-    void chooseFolder();
-    void requestBatch();
-    void setStatus(const QString& text);
+    void refreshTitle();
 
-    PhotoListModel* m_model = nullptr;
-    QTreeView* m_list = nullptr;
-    QLabel* m_status = nullptr;
-    std::unique_ptr<FolderIndexer> m_indexer;
-    QUuid m_generation;
+    LibraryModel& m_library;
+    std::function<void()> m_requestQuit;
+    ContentView* m_content = nullptr;
+    QAction* m_sheetAction = nullptr;
+    bool m_closeApproved = false;
 };
 
 } // namespace vantelor

@@ -1,16 +1,45 @@
 #include "PhotoListModel.h"
 
-#include <QLocale>
-
-#include "Support/Paths.h"
+#include "Model/LibraryModel.h"
 
 namespace vantelor {
 
-void PhotoListModel::setPhotos(const QList<PhotoItem>& photos)
+PhotoListModel::PhotoListModel(LibraryModel& library, QObject* parent)
+    : QAbstractListModel(parent)
+    , m_library(library)
+{
+    connect(&library, &LibraryModel::visiblePhotosChanged, this, &PhotoListModel::reset);
+    connect(&library, &LibraryModel::marksChanged, this, &PhotoListModel::marksChanged);
+    connect(&library, &LibraryModel::selectionChanged, this, [this] { refreshAll({currentRole, selectedRole}); });
+    reset();
+}
+
+void PhotoListModel::reset()
 {
     beginResetModel();
-    m_photos = photos;
+    // An implicitly shared copy: the list stays stable while the views read it.
+    m_photos = m_library.visiblePhotos();
     endResetModel();
+}
+
+void PhotoListModel::marksChanged(const QStringList& urls)
+{
+    if (urls.isEmpty() || urls.size() > 64) {
+        refreshAll({ratingRole, labelRole});
+        return;
+    }
+    for (const QString& url : urls) {
+        if (auto row = m_library.visiblePosition(url); row && *row < m_photos.size()) {
+            const QModelIndex at = index(*row);
+            emit dataChanged(at, at, {ratingRole, labelRole});
+        }
+    }
+}
+
+void PhotoListModel::refreshAll(const QList<int>& roles)
+{
+    if (!m_photos.isEmpty())
+        emit dataChanged(index(0), index(int(m_photos.size()) - 1), roles);
 }
 
 int PhotoListModel::rowCount(const QModelIndex& parent) const
@@ -18,41 +47,36 @@ int PhotoListModel::rowCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : int(m_photos.size());
 }
 
-int PhotoListModel::columnCount(const QModelIndex& parent) const
+const PhotoItem& PhotoListModel::photo(int row) const
 {
-    return parent.isValid() ? 0 : Column::columnTotal;
+    return m_photos.at(row);
+}
+
+QModelIndex PhotoListModel::currentIndex() const
+{
+    const auto& selected = m_library.selectedID();
+    if (!selected)
+        return {};
+    const auto row = m_library.visiblePosition(*selected);
+    if (!row || *row >= m_photos.size() || m_photos.at(*row).url != *selected)
+        return {};
+    return index(*row);
 }
 
 QVariant PhotoListModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= m_photos.size())
         return {};
-    const PhotoItem& photo = m_photos.at(index.row());
-    if (role == Qt::DisplayRole) {
-        switch (index.column()) {
-        case Column::name: return Paths::displayText(photo.name());
-        case Column::size: return QLocale().formattedDataSize(photo.byteSize, 1, QLocale::DataSizeSIFormat);
-        // Shown in UTC, like capture times, so that the two can be compared at a glance.
-        case Column::modified: return photo.modified.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-        }
+    const PhotoItem& item = m_photos.at(index.row());
+    switch (role) {
+    case Qt::DisplayRole: return item.name();
+    case urlRole: return item.url;
+    case ratingRole: return m_library.mark(item.url).rating;
+    case labelRole: return int(m_library.mark(item.url).label);
+    case currentRole: return m_library.selectedID() == item.url;
+    case selectedRole: return m_library.selectedIDs().contains(item.url);
+    default: return {};
     }
-    if (role == Qt::TextAlignmentRole && index.column() == Column::size)
-        return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
-    if (role == Qt::ToolTipRole)
-        return Paths::displayText(photo.url);
-    return {};
-}
-
-QVariant PhotoListModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
-        return {};
-    switch (section) {
-    case Column::name: return QStringLiteral("Nombre");
-    case Column::size: return QStringLiteral("Tamaño");
-    case Column::modified: return QStringLiteral("Modificado (UTC)");
-    }
-    return {};
 }
 
 } // namespace vantelor

@@ -1,31 +1,44 @@
 #pragma once
 
-#include <QAbstractTableModel>
-#include <QList>
+#include <QAbstractListModel>
 
 #include "Library/PhotoItem.h"
 
 namespace vantelor {
 
-// The scanned photos as rows of name, size and modification date. Each scan snapshot replaces
-// the whole list (later photos can land anywhere in it), which costs one implicit-shared copy.
-class PhotoListModel : public QAbstractTableModel {
+class LibraryModel;
+
+// The visible photos of a LibraryModel as a list for the filmstrip and the contact sheet: one
+// row per photo of visiblePhotos, in its order, with the mark and the selection state as roles.
+// Views draw only the rows on screen, so 5,000 photos cost 5,000 rows and no widgets.
+// GUI thread only; follows the controller's signals.
+class PhotoListModel : public QAbstractListModel {
     Q_OBJECT
 
 public:
-    enum Column { name, size, modified, columnTotal };
+    enum Role {
+        urlRole = Qt::UserRole + 1,
+        ratingRole,
+        labelRole,       // SessionLabel as int
+        currentRole,     // the photo is selectedID
+        selectedRole,    // the photo is in selectedIDs
+    };
 
-    using QAbstractTableModel::QAbstractTableModel;
-
-    void setPhotos(const QList<PhotoItem>& photos);
-    const QList<PhotoItem>& photos() const { return m_photos; }
+    explicit PhotoListModel(LibraryModel& library, QObject* parent = nullptr);
 
     int rowCount(const QModelIndex& parent = {}) const override;
-    int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
-    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+    const PhotoItem& photo(int row) const;
+    // The row of the current photo, or an invalid index.
+    QModelIndex currentIndex() const;
 
 private:
+    void reset();
+    void marksChanged(const QStringList& urls);
+    void refreshAll(const QList<int>& roles);
+
+    LibraryModel& m_library;
     QList<PhotoItem> m_photos;
 };
 

@@ -1,0 +1,213 @@
+// The main window's costs on the GUI thread, run under Xvfb (or offscreen):
+//   bench-window step [COUNT]     steps through COUNT (40) NEFs whose 2560-pixel previews are
+//                                 cached, in a 1380 × 880 window: the GUI thread's time per step,
+//                                 from the key to the painted photo (target ≤ 8 ms)
+//   bench-window sheet [COUNT]    a folder of COUNT (1000) NEFs in the contact sheet, scrolled
+//                                 top to bottom: the longest gap of the GUI thread's event loop
+//                                 (target ≤ 30 ms), and the time from stopping until every cell
+//                                 on screen has its thumbnail (target ≤ 1 s)
+//   bench-window start            process start to the main window shown, median of 7
+//                                 (target ≤ 500 ms)
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QScrollBar>
+#include <QTest>
+#include <QTimer>
+
+#include "ContentView.h"
+#include "MainWindow.h"
+#include "Model/FolderChooser.h"
+#include "Model/LibraryModel.h"
+#include "PhotoGridView.h"
+#include "PreviewCanvas.h"
+#include "Previews/PreviewService.h"
+#include "Support/ImageFixtures.h"
+#include "Support/Sandbox.h"
+#include "ThumbnailCache.h"
+#include "VantelorCullingApp.h"
+
+using namespace vantelor;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double ms(Clock::duration d)
+{
+    return std::chrono::duration<double, std::milli>(d).count();
+}
+
+struct Stats {
+    double median = 0, p95 = 0, max = 0;
+};
+
+Stats stats(std::vector<double> values)
+{
+    if (values.empty())
+        return {};
+    std::sort(values.begin(), values.end());
+    return {values[values.size() / 2], values[std::min(values.size() - 1, values.size() * 95 / 100)], values.back()};
+}
+
+class NoChooser final : public FolderChooser {
+public:
+    void chooseFolder(const Request&, Done) override {}
+};
+
+// COUNT NEFs sharing one embedded preview of the given size (writing is what a camera card
+// costs; the bytes do not need to differ for the window).
+void writeNefs(const test::Sandbox& folder, int count, int previewWidth, int previewHeight)
+{
+    const QByteArray small = test::makeJpeg(test::patternImage(480, 320, QColor(90, 140, 110)), 80);
+    const QByteArray large = test::makeJpeg(test::patternImage(previewWidth, previewHeight, QColor(120, 100, 160)), 88);
+    test::NefLayout layout;
+    layout.previews = {small, large};
+    layout.exif.dateTimeOriginal = QByteArray("2024:06:15 10:00:00");
+    const QByteArray nef = test::makeNef(layout);
+    for (int i = 0; i < count; ++i)
+        folder.write(QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0')), nef);
+}
+
+std::unique_ptr<VantelorCullingApp> openApp(NoChooser& chooser, const QString& folder, int photos)
+{
+    VantelorCullingApp::Options options;
+    options.persistPreferences = false;
+    options.chooser = &chooser;
+    auto app = std::make_unique<VantelorCullingApp>(options);
+    app->mainWindow().resize(1380, 880);
+    app->show();
+    (void)QTest::qWaitForWindowExposed(&app->mainWindow());
+    app->library().open(folder);
+    const bool loaded = QTest::qWaitFor([&] {
+        return !app->library().isPreparing() && app->library().visiblePhotos().size() == photos && app->library().preview();
+    }, 120000);
+    if (!loaded)
+        std::fprintf(stderr, "the folder did not load\n");
+    return app;
+}
+
+int step(int count)
+{
+    test::Sandbox folder;
+    writeNefs(folder, count, 3008, 2000);
+    NoChooser chooser;
+    auto app = openApp(chooser, folder.path(), count);
+    LibraryModel& library = app->library();
+    MainWindow& window = app->mainWindow();
+
+    // Warm every preview at the display size, as the prefetch does ahead of the user.
+    for (const PhotoItem& item : library.visiblePhotos())
+        app->previews().load(item, LibraryModel::fitDimension).waitForFinished();
+
+    std::vector<double> steps;
+    for (int i = 0; i + 1 < count; ++i) {
+        const auto start = Clock::now();
+        library.move(1);
+        // The cached answer continues on the GUI thread; then the window paints.
+        (void)QTest::qWaitFor([&] { return library.displayedID() == library.selectedID(); }, 5000);
+        window.repaint();
+        steps.push_back(ms(Clock::now() - start));
+    }
+    const Stats s = stats(steps);
+    std::printf("step through cached 2560-px previews, 1380x880: median %.2f ms, p95 %.2f ms, max %.2f ms over %zu steps (target <= 8 ms)\n",
+        s.median, s.p95, s.max, steps.size());
+    return 0;
+}
+
+int sheet(int count)
+{
+    test::Sandbox folder;
+    writeNefs(folder, count, 1600, 1067);
+    NoChooser chooser;
+    auto app = openApp(chooser, folder.path(), count);
+    LibraryModel& library = app->library();
+    library.setShowSheet(true);
+    PhotoGridView* grid = app->mainWindow().content()->sheet();
+    QApplication::processEvents();
+
+    // The event loop's heartbeat: a gap between two ticks is time the GUI thread was busy.
+    QElapsedTimer beat;
+    double longest = 0;
+    QTimer heart;
+    heart.setInterval(2);
+    QObject::connect(&heart, &QTimer::timeout, [&] {
+        longest = std::max(longest, beat.nsecsElapsed() / 1e6);
+        beat.restart();
+    });
+    beat.start();
+    heart.start();
+
+    QScrollBar* bar = grid->verticalScrollBar();
+    const auto scrollStart = Clock::now();
+    // A flick of the wheel every 16 ms, 3 rows at a time, from top to bottom.
+    while (bar->value() < bar->maximum()) {
+        bar->setValue(bar->value() + 3 * 60);
+        QTest::qWait(16);
+    }
+    const double scrolling = ms(Clock::now() - scrollStart);
+    const double stallWhileScrolling = longest;
+
+    const auto stopped = Clock::now();
+    const bool settled = QTest::qWaitFor([&] { return grid->thumbnails().pendingCount() == 0; }, 10000);
+    const double toThumbnails = ms(Clock::now() - stopped);
+    heart.stop();
+    std::printf("contact sheet, %d NEFs: scrolled top to bottom in %.0f ms; longest GUI stall %.1f ms (target <= 30 ms); "
+                "on-screen thumbnails %s %.0f ms after stopping (target <= 1000 ms)\n",
+        count, scrolling, stallWhileScrolling, settled ? "complete" : "NOT complete", toThumbnails);
+    return 0;
+}
+
+int startChild()
+{
+    VantelorCullingApp::applyAppearance();
+    VantelorCullingApp app;
+    app.show();
+    (void)QTest::qWaitForWindowExposed(&app.mainWindow());
+    std::printf("shown\n");
+    std::fflush(stdout);
+    return 0;
+}
+
+int start(const QString& self)
+{
+    std::vector<double> times;
+    for (int i = 0; i < 7; ++i) {
+        QProcess child;
+        const auto begin = Clock::now();
+        child.start(self, {QStringLiteral("start-child")});
+        child.waitForReadyRead(10000);
+        const double shown = ms(Clock::now() - begin);
+        child.waitForFinished(10000);
+        if (child.readAllStandardOutput().contains("shown") || shown > 0)
+            times.push_back(shown);
+    }
+    const Stats s = stats(times);
+    std::printf("process start to main window shown: median %.0f ms, max %.0f ms over %zu runs (target <= 500 ms)\n", s.median, s.max, times.size());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Vantelor"));
+    QApplication::setOrganizationName(QStringLiteral("Vantelor"));
+    const QStringList args = app.arguments();
+    const QString mode = args.value(1);
+    if (mode == QLatin1String("start-child"))
+        return startChild();
+    VantelorCullingApp::applyAppearance();
+    if (mode == QLatin1String("step"))
+        return step(args.value(2, QStringLiteral("40")).toInt());
+    if (mode == QLatin1String("sheet"))
+        return sheet(args.value(2, QStringLiteral("1000")).toInt());
+    if (mode == QLatin1String("start"))
+        return start(args.value(0));
+    std::fprintf(stderr, "usage: bench-window step|sheet|start [COUNT]\n");
+    return 2;
+}

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <optional>
+
+#include <QFuture>
+#include <QImage>
+#include <QPixmap>
+#include <QPointF>
+#include <QWidget>
+
+namespace vantelor {
+
+class LibraryModel;
+
+// The photo of the preview area: fitted to the view, or at the controller's zoom (1.0 is one
+// preview pixel per screen pixel), zoomed around the pointer with the wheel, panned by dragging
+// when larger than the view; a double click toggles fit and 100 %. With focus peaking on, the
+// highlighted edges are laid over it in the chosen colour.
+//
+// The previous preview stays on screen until the controller has the next one, so stepping never
+// shows an empty area. Reductions are done once per photo and view size (not per paint);
+// enlargements draw only the visible part. The focus mask is computed and tinted on the thread
+// pool, and a mask for a superseded photo or setting is dropped. GUI thread only.
+class PreviewCanvas : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit PreviewCanvas(LibraryModel& library, QWidget* parent = nullptr);
+    ~PreviewCanvas() override;
+
+    // The share of highlighted pixels of the current mask, 0…100; nothing while none is shown.
+    std::optional<double> focusShare() const { return m_focusShare; }
+    // Screen pixels per preview pixel as drawn now.
+    double scale() const;
+    // The view point of the preview's centre, for tests and the benchmark.
+    QImage shownImage() const { return m_image; }
+    bool focusPending() const { return m_focusPending; }
+
+signals:
+    void focusShareChanged();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void previewChanged();
+    void displayChanged();
+    void restartFocus();
+    void clearFocus();
+    double fitScale() const;
+    // Where the whole preview lands in widget coordinates at the current scale and centre.
+    QRectF imageRect() const;
+    void clampCenter();
+    // The preview point (0…1 on both axes) under a widget point.
+    QPointF normalizedAt(QPointF widgetPoint) const;
+    void zoomAround(double newZoom, QPointF widgetPoint);
+    const QPixmap& reduced(QSize size);
+
+    LibraryModel& m_library;
+    QImage m_image;
+    qint64 m_imageKey = 0;
+    // The preview point at the view's centre, 0…1 on both axes.
+    QPointF m_center{0.5, 0.5};
+
+    QPixmap m_reduced;
+    qint64 m_reducedKey = 0;
+    QSize m_reducedSize;
+    QPixmap m_full;
+    qint64 m_fullKey = 0;
+
+    std::optional<QPointF> m_dragStart;
+    QPointF m_dragCenter;
+
+    // Focus overlay.
+    QImage m_mask;
+    QPixmap m_maskReduced;
+    QSize m_maskReducedSize;
+    std::optional<double> m_focusShare;
+    QFuture<void> m_focusTask;
+    quint64 m_focusToken = 0;
+    bool m_focusPending = false;
+    double m_focusSensitivity = -1;
+    bool m_focusBlue = false;
+    bool m_focusEnabled = false;
+    double m_zoom = 0;
+};
+
+} // namespace vantelor

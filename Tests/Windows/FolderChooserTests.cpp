@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QUrl>
+
+#include "QFileDialogChooser.h"
+#include "Support/Paths.h"
+#include "Support/Sandbox.h"
+
+using namespace vantelor;
+using namespace vantelor::test;
+
+// Qt's dialog lists names through QFile::decodeName, so a folder whose name is not UTF-8 comes
+// back with U+FFFD in place of its bytes: the chooser must find the real folder again.
+TEST(QFileDialogChooser, ChosenFolderKeepsItsBytes)
+{
+    Sandbox sandbox;
+    struct Row {
+        const char* what;
+        QByteArray relative;   // bytes under the sandbox
+    };
+    const Row rows[] = {
+        {"UTF-8 name", QByteArray("Fotos de Dénia")},
+        {"Latin-1 name", QByteArray("Fotos-\xe9t\xe9")},
+        {"Latin-1 parent and child", QByteArray("Verano-\xf1/D\xed" "a-1")},
+        {"lone continuation byte", QByteArray("raw\x80" "2024")},
+    };
+    for (const Row& row : rows) {
+        const QString path = sandbox.mkdir(Paths::decode(row.relative));
+        const QByteArray bytes = Paths::encode(path);
+        // What QFileDialog hands out for that folder.
+        const QUrl shown = QUrl::fromLocalFile(QFile::decodeName(bytes));
+        EXPECT_EQ(Paths::encode(QFileDialogChooser::pathFromUrl(shown)), bytes) << row.what;
+    }
+    EXPECT_TRUE(QFileDialogChooser::pathFromUrl(QUrl(QStringLiteral("https://example.org/x"))).isEmpty());
+}
+
+TEST(QFileDialogChooser, TwoNamesThatLookAlikeAreNotGuessed)
+{
+    Sandbox sandbox;
+    const QString first = sandbox.mkdir(Paths::decode(QByteArray("a\xe9")));
+    sandbox.mkdir(Paths::decode(QByteArray("a\xe8")));
+    const QUrl shown = QUrl::fromLocalFile(QFile::decodeName(Paths::encode(first)));
+    // Both read "a\uFFFD": the chooser keeps what Qt gave rather than open the wrong folder.
+    EXPECT_TRUE(QFileDialogChooser::pathFromUrl(shown).contains(QChar::ReplacementCharacter));
+}
+
+TEST(QFileDialogChooser, AnswersOnceWithoutBlocking)
+{
+    Sandbox sandbox;
+    const QString folder = sandbox.mkdir(Paths::decode(QByteArray("Sesi\xf3n")));
+    QWidget window;
+    QFileDialogChooser chooser(&window);
+    struct Row {
+        bool accept;
+        std::optional<QString> expected;
+    };
+    for (const Row& row : {Row{true, folder}, Row{false, std::nullopt}}) {
+        QList<std::optional<QString>> answers;
+        chooser.chooseFolder({QStringLiteral("Abrir carpeta"), QStringLiteral("Abre una carpeta de fotos."), false},
+            [&](std::optional<QString> chosen) { answers.append(chosen); });
+        QFileDialog* dialog = chooser.dialog();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_FALSE(dialog->isModal());
+        EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
+        EXPECT_EQ(dialog->labelText(QFileDialog::Accept), QStringLiteral("Abrir carpeta"));
+        EXPECT_TRUE(answers.isEmpty());
+        if (row.accept) {
+            emit dialog->urlsSelected({QUrl::fromLocalFile(QFile::decodeName(Paths::encode(folder)))});
+            dialog->reject(); // a later close says nothing more
+        } else {
+            dialog->reject();
+        }
+        ASSERT_EQ(answers.size(), 1);
+        EXPECT_EQ(answers[0], row.expected);
+    }
+}

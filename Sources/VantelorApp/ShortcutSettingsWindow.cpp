@@ -12,12 +12,13 @@
 #include <QScrollArea>
 #include <QStyle>
 #include <QToolButton>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "Input/ShortcutProfileFile.h"
 #include "KeyboardInput.h"
 #include "Model/ShortcutStore.h"
-#include "Support/Paths.h"
+#include "QFileDialogChooser.h"
 
 namespace vantelor {
 
@@ -333,7 +334,13 @@ void ShortcutSettingsWindow::chooseImport()
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& file) { m_store.importProfile(Paths::clean(file)); });
+    // Qt's own dialog, whose names can be matched back to their bytes when a folder's name is
+    // not UTF-8. It announces the choice with fileSelected only (no urlSelected).
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    connect(dialog, &QFileDialog::fileSelected, this, [this, dialog] {
+        if (const QString path = QFileDialogChooser::pathFromUrl(dialog->selectedUrls().value(0)); !path.isEmpty())
+            m_store.importProfile(path);
+    });
     dialog->open();
 }
 
@@ -347,7 +354,11 @@ void ShortcutSettingsWindow::chooseExport()
     // The store never replaces a file, so the dialog must not offer to.
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& file) { m_store.exportProfile(Paths::clean(file)); });
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    connect(dialog, &QFileDialog::fileSelected, this, [this, dialog] {
+        if (const QString path = QFileDialogChooser::pathFromUrl(dialog->selectedUrls().value(0)); !path.isEmpty())
+            m_store.exportProfile(path);
+    });
     dialog->open();
 }
 

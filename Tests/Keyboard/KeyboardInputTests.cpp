@@ -22,48 +22,16 @@
 #include "Input/InputTestSupport.h"
 #include "Input/ShortcutProfile.h"
 #include "KeyboardInput.h"
+#include "KeyboardTestSupport.h"
 
 using namespace vantelor;
+using namespace vantelor::test;
 
 namespace {
 
 constexpr quint64 shift = InputTrigger::shiftModifier;
 constexpr quint64 option = InputTrigger::optionModifier;
 constexpr quint64 command = InputTrigger::commandModifier;
-
-// A key press as X11 and Wayland deliver it: to the window, with the evdev code + 8 as the
-// native scan code. Returns whether the press went on to a widget.
-void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString& text = {},
-              Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool repeat = false)
-{
-    QKeyEvent press(QEvent::KeyPress, key, modifiers, evdev + 8, 0, 0, text, repeat);
-    QApplication::sendEvent(window->windowHandle(), &press);
-    QKeyEvent release(QEvent::KeyRelease, key, modifiers, evdev + 8, 0, 0, text, repeat);
-    QApplication::sendEvent(window->windowHandle(), &release);
-}
-
-void clickButton(QWidget* window, Qt::MouseButton button, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
-                 QPoint at = QPoint(5, 5))
-{
-    QTest::mousePress(window->windowHandle(), button, modifiers, at);
-    QTest::mouseRelease(window->windowHandle(), button, modifiers, at);
-}
-
-// Proves that something due after the focus keeper's delay did not happen: a timer started now
-// with twice that delay fires after any request made before it.
-void waitPastFocusDelay()
-{
-    bool passed = false;
-    QTimer::singleShot(2 * FocusInputView::delayMs, [&passed] { passed = true; });
-    ASSERT_TRUE(QTest::qWaitFor([&passed] { return passed; }));
-}
-
-void activate(QWidget& window)
-{
-    window.show();
-    window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-}
 
 // A browser window in miniature: a search field and other editable controls, a button, an area
 // that takes no focus, and the capture dispatching through the default profile plus one side

@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QFileDialog>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -13,21 +14,19 @@
 #include <QToolButton>
 
 #include "Input/InputTestSupport.h"
+#include "Input/ShortcutProfileFile.h"
 #include "KeyboardInput.h"
+#include "KeyboardTestSupport.h"
 #include "Model/ShortcutStore.h"
 #include "ShortcutSettingsWindow.h"
+#include "Support/Sandbox.h"
 
 using namespace vantelor;
+using namespace vantelor::test;
 
 namespace {
 
 const InputTrigger back = InputTrigger::mouse(3, 0, QStringLiteral("Ratón 4"));
-
-void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString& text = {})
-{
-    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, text);
-    QApplication::sendEvent(window->windowHandle(), &press);
-}
 
 template <typename T>
 T* child(const QWidget& window, const QString& name)
@@ -64,9 +63,7 @@ struct Screen {
 
     Screen()
     {
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        activate(window);
         QApplication::processEvents();  // lays out the rows
     }
     void click(const QString& name) { QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton); }
@@ -171,6 +168,35 @@ TEST(ShortcutSettings, ErrorsShowAndResetKeepsOnlyTheBasicShortcuts)
     QApplication::processEvents();
     const QList<QToolButton*> buttons = screen.window.findChildren<QToolButton*>();
     EXPECT_EQ(std::count_if(buttons.begin(), buttons.end(), [](QToolButton* b) { return b->isVisible(); }), 0);
+}
+
+TEST(ShortcutSettings, ExportProposesItsNameAndImportReadsItBack)
+{
+    Sandbox sandbox;
+    Screen screen;
+    screen.store.startRecording(ActionID::move);
+    screen.store.capture(back);
+    const ShortcutProfile exported = screen.store.profile();
+
+    screen.click(QStringLiteral("export"));
+    auto* save = screen.window.findChild<QFileDialog*>();
+    ASSERT_NE(save, nullptr);
+    EXPECT_TRUE(save->selectedFiles().value(0).endsWith(QStringLiteral("/Vantelor-shortcuts.json")));
+    save->setDirectory(sandbox.path());
+    save->selectFile(ShortcutProfileFile::suggestedName);
+    static_cast<QDialog*>(save)->accept();
+    const QString file = sandbox.file(ShortcutProfileFile::suggestedName);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sandbox.exists(ShortcutProfileFile::suggestedName); }));
+
+    screen.click(QStringLiteral("reset"));
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);  // the closed save dialog
+    screen.click(QStringLiteral("import"));
+    auto* open = screen.window.findChild<QFileDialog*>();
+    ASSERT_NE(open, nullptr);
+    open->selectFile(file);
+    static_cast<QDialog*>(open)->accept();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return screen.store.profile() == exported; }));
+    EXPECT_FALSE(screen.store.error().has_value());
 }
 
 TEST(ShortcutSettings, ClosingTheScreenEndsRecording)

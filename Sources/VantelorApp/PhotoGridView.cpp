@@ -77,7 +77,8 @@ void PhotoGridView::updateCellSize()
     QSize cell;
     if (m_layout == Layout::sheet) {
         // Stretch the cells so that the columns fill the width without a ragged right edge.
-        const int width = viewport()->width();
+        // The layout wraps a row that fills the width exactly, so a few pixels stay free.
+        const int width = viewport()->width() - 4;
         const int columns = qMax(1, width / sheetCellWidth);
         cell = QSize(qMax(120, width / columns), sheetCellHeight);
         setGridSize(cell);
@@ -87,8 +88,10 @@ void PhotoGridView::updateCellSize()
     }
     if (cell != m_delegate->cellSize()) {
         m_delegate->setCellSize(cell);
-        // Uniform sizes are cached by the view; a new hint needs a relayout.
+        // Uniform sizes are cached by the view; a new hint needs a relayout, after which the
+        // current photo may have moved out of sight.
         doItemsLayout();
+        followCurrent();
     }
 }
 
@@ -96,6 +99,21 @@ void PhotoGridView::resizeEvent(QResizeEvent* event)
 {
     QListView::resizeEvent(event);
     updateCellSize();
+}
+
+void PhotoGridView::showEvent(QShowEvent* event)
+{
+    QListView::showEvent(event);
+    // Shown again (the sheet toggled): the current photo may have changed while hidden.
+    followCurrent();
+}
+
+bool PhotoGridView::viewportEvent(QEvent* event)
+{
+    // The viewport learns its width after the view's own resize (scroll bars come and go).
+    if (event->type() == QEvent::Resize)
+        updateCellSize();
+    return QListView::viewportEvent(event);
 }
 
 void PhotoGridView::followCurrent()

@@ -15,10 +15,39 @@ namespace vantelor {
 
 namespace {
 
+// Room around a fitted photo, so that its edges read against the dark canvas.
+constexpr int fitMargin = 12;
+
 struct TintedMask {
     QImage image;
     double share = 0;
 };
+
+// A reduction that keeps thin edges: each output pixel takes the most opaque pixel of its block,
+// where an averaging filter would thin a one-pixel edge to a faint smear.
+QImage maxReduce(const QImage& image, int factor)
+{
+    if (factor <= 1)
+        return image;
+    const int width = std::max(1, image.width() / factor);
+    const int height = std::max(1, image.height() / factor);
+    QImage out(width, height, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < height; ++y) {
+        auto* target = reinterpret_cast<QRgb*>(out.scanLine(y));
+        for (int x = 0; x < width; ++x) {
+            QRgb best = 0;
+            for (int dy = 0; dy < factor; ++dy) {
+                const auto* source = reinterpret_cast<const QRgb*>(image.constScanLine(y * factor + dy)) + x * factor;
+                for (int dx = 0; dx < factor; ++dx) {
+                    if (qAlpha(source[dx]) > qAlpha(best))
+                        best = source[dx];
+                }
+            }
+            target[x] = best;
+        }
+    }
+    return out;
+}
 
 // The mask's light grey multiplied by the colour, as premultiplied ARGB ready to draw, reduced
 // to the size it will be drawn at when that is smaller.
@@ -39,8 +68,12 @@ TintedMask tint(const FocusMask& mask, QColor colour, QSize drawn)
     painter.end();
     const double total = double(grey.width()) * grey.height();
     out.share = total > 0 ? 100.0 * double(mask.highlightedPixels) / total : 0;
-    if (drawn.isValid() && drawn.width() < out.image.width())
-        out.image = out.image.scaled(drawn, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (drawn.isValid() && drawn.width() > 0 && drawn.width() < out.image.width()) {
+        const int factor = out.image.width() / drawn.width();
+        out.image = maxReduce(out.image, factor);
+        if (out.image.size() != drawn)
+            out.image = out.image.scaled(drawn, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
     return out;
 }
 
@@ -167,7 +200,9 @@ double PreviewCanvas::fitScale() const
     if (m_image.isNull() || width() <= 0 || height() <= 0)
         return 1;
     const double ratio = devicePixelRatioF();
-    const double s = std::min(width() * ratio / m_image.width(), height() * ratio / m_image.height());
+    const double w = std::max(1, width() - 2 * fitMargin);
+    const double h = std::max(1, height() - 2 * fitMargin);
+    const double s = std::min(w * ratio / m_image.width(), h * ratio / m_image.height());
     // Small previews are not blown up to fill the view.
     return std::min(s, 1.0) / ratio;
 }

@@ -256,7 +256,7 @@ TEST(MainWindowFlow, QuittingWithPendingNefEditsAsks)
         click(alert, row.button);
 
         if (row.quits)
-            EXPECT_TRUE(terminated.wait(5000)) << row.button.toStdString();
+            EXPECT_TRUE(QTest::qWaitFor([&] { return terminated.count() == 1; }, 5000)) << row.button.toStdString();
         else
             EXPECT_FALSE(terminated.wait(300)) << row.button.toStdString();
         EXPECT_EQ(session.app->mainWindow().isVisible(), !row.quits) << row.button.toStdString();

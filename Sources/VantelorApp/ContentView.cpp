@@ -459,6 +459,7 @@ void ContentView::showConflict()
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowModality(Qt::WindowModal);
     alert->setIcon(QMessageBox::Warning);
+    alert->setStyleSheet(QStringLiteral("QLabel { min-width: 400px; }"));
     alert->setWindowTitle(QStringLiteral("XMP modificado fuera de Vantelor"));
     alert->setText(QStringLiteral("XMP modificado fuera de Vantelor"));
     alert->setInformativeText(Paths::displayText(Paths::fileName(*url))

@@ -119,7 +119,13 @@ bool PhotoGridView::viewportEvent(QEvent* event)
 void PhotoGridView::followCurrent()
 {
     const QModelIndex current = m_photos.currentIndex();
-    if (current.isValid())
+    if (!current.isValid())
+        return;
+    // The filmstrip keeps the current photo in its middle, with what comes before and after in
+    // sight; the sheet only scrolls when the photo leaves the screen.
+    if (m_layout == Layout::filmstrip && !viewport()->rect().adjusted(0, 40, 0, -40).contains(visualRect(current)))
+        scrollTo(current, QAbstractItemView::PositionAtCenter);
+    else
         scrollTo(current, QAbstractItemView::EnsureVisible);
 }
 

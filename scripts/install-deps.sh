@@ -9,7 +9,7 @@ build_pkgs=(
   cmake ninja-build g++ pkg-config ccache
   qt6-base-dev qt6-qpa-plugins qt6-image-formats-plugins qt6-svg-dev libqt6svg6
   libexiv2-dev libraw-dev libheif-dev libturbojpeg0-dev libjpeg62-turbo-dev
-  libexpat1-dev libssl-dev
+  libexpat1-dev libssl-dev libxkbcommon-x11-dev
   fonts-dejavu-core
 )
 test_pkgs=(
@@ -17,6 +17,7 @@ test_pkgs=(
   clang-14 libclang-rt-14-dev
   xvfb xauth time imagemagick
   exiv2 libimage-exiftool-perl libvips-tools libjpeg-turbo-progs hyperfine
+  desktop-file-utils appstream dpkg-dev
 )
 
 pkgs=("${build_pkgs[@]}")

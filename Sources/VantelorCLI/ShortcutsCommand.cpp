@@ -1,39 +1,10 @@
-#include <cerrno>
-
 #include "Command.h"
-#include "Input/ShortcutProfile.h"
-#include "Support/FileReader.h"
-#include "Support/FileStat.h"
+#include "Input/ShortcutProfileFile.h"
 #include "Support/Paths.h"
 
 namespace vantelor::cli {
 
 namespace {
-
-// The profile in a file, as importing it into the app would leave it.
-Result<ShortcutProfile> importProfile(const QString& path)
-{
-    const auto st = FileStat::read(path, /*followLinks=*/true);
-    if (!st)
-        return st.failure();
-    if (st->isDirectory())
-        return SystemError(EISDIR, path);
-    if (st->size > ShortcutProfile::maximumFileBytes)
-        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
-    std::optional<FileReader> reader = FileReader::open(path);
-    if (!reader)
-        return SystemError::fromErrno(path);
-    const QByteArray bytes = reader->read(0, ShortcutProfile::maximumFileBytes + 1);
-    if (bytes.size() > ShortcutProfile::maximumFileBytes)
-        return WorkflowError::invalid(QStringLiteral("Perfil de atajos no compatible"));
-    const Result<ShortcutProfile> decoded = ShortcutProfile::fromJson(bytes);
-    if (!decoded)
-        return decoded;
-    const Result<ShortcutProfile> valid = decoded->validated();
-    if (!valid)
-        return valid;
-    return valid->preservingDefaults();
-}
 
 void printProfile(const ShortcutProfile& profile)
 {
@@ -104,7 +75,7 @@ private:
             Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
             return usage;
         }
-        const Result<ShortcutProfile> profile = importProfile(Paths::clean(parser.positionalArguments().first()));
+        const Result<ShortcutProfile> profile = ShortcutProfileFile::read(Paths::clean(parser.positionalArguments().first()));
         if (!profile) {
             Io::err(profile.message());
             return failed;

@@ -111,25 +111,32 @@ TEST(PreviewService, ClampsTheDimensionAndKeysByTheClampedValue)
         EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used}) << row.asked;
         // The clamped size is a hit without decoding again.
         const auto again = f.service.load(item, row.used);
-        EXPECT_TRUE(again.isFinished()) << row.asked;
+        EXPECT_TRUE(again.result().ok()) << row.asked;
         EXPECT_EQ(f.service.decodeCount(), 1) << row.asked;
     }
 }
 
-TEST(PreviewService, ACacheHitIsReadyWithoutQueueing)
+TEST(PreviewService, ACacheHitNeverWaitsForADecode)
 {
     Fixture f;
     const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
     const auto first = f.service.load(item, 1000).result();
     ASSERT_TRUE(first.ok());
-    // Hold every decode: a hit must not need one.
-    f.decoder.hold(QStringLiteral("a.jpg"));
+    // Both display threads are busy decoding: a hit must not wait for them.
+    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
+    f.decoder.hold(busy1.name());
+    f.decoder.hold(busy2.name());
+    const auto b1 = f.service.load(busy1, 2560);
+    const auto b2 = f.service.load(busy2, 2560);
+    f.decoder.waitUntilStarted(busy1.name());
+    f.decoder.waitUntilStarted(busy2.name());
     const auto hit = f.service.load(item, 1000);
-    ASSERT_TRUE(hit.isFinished());
+    ASSERT_TRUE(hit.result().ok());
     EXPECT_EQ(hit.result()->image.size(), QSize(1000, 500));
     EXPECT_EQ(f.service.decodeCount(), 1);
     EXPECT_EQ(f.service.cache().totalCost(), first->cost());
-    f.decoder.release(QStringLiteral("a.jpg"));
+    f.decoder.release(busy1.name());
+    f.decoder.release(busy2.name());
 }
 
 TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
@@ -139,7 +146,7 @@ TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
     f.decoder.hold(item.name());
     const auto first = f.service.load(item, 2560);
     f.decoder.waitUntilStarted(item.name());
-    // The second request is a miss too, and its job waits on the key's lock.
+    // The second request is a miss too, and joins the decode under way.
     const auto second = f.service.load(item, 2560);
     EXPECT_FALSE(second.isFinished());
     f.decoder.release(item.name());
@@ -147,6 +154,36 @@ TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
     ASSERT_TRUE(second.result().ok());
     EXPECT_EQ(f.service.decodeCount(), 1);
     f.service.waitForIdle();
+    EXPECT_EQ(f.service.decodeLockCount(), 0);
+}
+
+TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
+{
+    Fixture f;
+    const PhotoItem a = f.photo(QStringLiteral("a.jpg")), b = f.photo(QStringLiteral("b.jpg"));
+    f.decoder.hold(a.name());
+    const auto first = f.service.load(a, 2560);
+    f.decoder.waitUntilStarted(a.name());
+    const auto joined = f.service.load(a, 2560);
+    // The second display thread is free for another photo.
+    ASSERT_TRUE(f.service.load(b, 2560).result().ok());
+
+    // The user reaches a photo queued for warming behind another: it is decoded for display.
+    const PhotoItem ahead1 = f.photo(QStringLiteral("ahead1.jpg")), ahead2 = f.photo(QStringLiteral("ahead2.jpg"));
+    f.decoder.hold(ahead1.name());
+    const auto warming1 = f.service.prefetch(ahead1, 2560);
+    f.decoder.waitUntilStarted(ahead1.name());
+    const auto warming2 = f.service.prefetch(ahead2, 2560);
+    const auto shown = f.service.load(ahead2, 2560);
+    ASSERT_TRUE(shown.result().ok());
+    ASSERT_TRUE(warming2.result().ok());
+    EXPECT_FALSE(warming1.isFinished());
+
+    f.decoder.release(a.name());
+    f.decoder.release(ahead1.name());
+    ASSERT_TRUE(joined.result().ok());
+    f.service.waitForIdle();
+    EXPECT_EQ(f.service.decodeCount(), 4);
     EXPECT_EQ(f.service.decodeLockCount(), 0);
 }
 
@@ -199,7 +236,6 @@ TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
     f.decoder.release(item.name());
     f.service.waitForIdle();
     const auto later = f.service.load(item, 2560);
-    EXPECT_TRUE(later.isFinished());
     EXPECT_TRUE(later.result().ok());
     EXPECT_EQ(f.service.decodeCount(), 1);
 }
@@ -240,6 +276,9 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     // Warming runs on its own queue while both display threads are held.
     ASSERT_TRUE(f.service.prefetch(f.photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
     EXPECT_FALSE(thumb1.isFinished());
+    // Each request reaches its decode queue through the lookup worker: wait until all three wait.
+    while (f.service.decodeLockCount() < 5)
+        QThread::yieldCurrentThread();
 
     f.decoder.release(busy1.name());
     f.decoder.release(busy2.name());

@@ -33,6 +33,9 @@ void addIfd0Tags(TiffIfd& ifd0, const ExifInfo& info);
 // focus peaking have something to see. Corners are marked (top-left red, top-right green,
 // bottom-left blue) so that a rotation can be told apart from a mirror.
 QImage patternImage(int width, int height, QColor tint = QColor(128, 128, 128));
+// A sensor-like frame for benchmarks: the pattern under fine noise, which is what makes camera
+// JPEGs as big as they are.
+QImage cameraFrame(int width, int height, unsigned seed);
 
 // A baseline JPEG of the image (libjpeg-turbo), with an "Exif" APP1 segment when info is given.
 QByteArray makeJpeg(const QImage& image, int quality = 85, const std::optional<ExifInfo>& info = std::nullopt);

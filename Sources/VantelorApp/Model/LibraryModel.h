@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QPromise>
 #include <QSet>
 #include <QString>
 #include <QTimer>
@@ -21,9 +22,12 @@
 #include "Library/CaptureTimeReader.h"
 #include "Library/FolderIndexing.h"
 #include "Library/PhotoItem.h"
+#include "Library/ScanSnapshot.h"
 #include "Library/SessionLabel.h"
 #include "Library/SessionMark.h"
+#include "Metadata/MetadataReadResult.h"
 #include "Metadata/XMPPatch.h"
+#include "Metadata/XMPSaveSeam.h"
 #include "Metadata/XMPService.h"
 #include "Metadata/XMPSnapshot.h"
 #include "Model/FolderAccessService.h"
@@ -72,9 +76,14 @@ public:
         bool persistPreferences = true;
         // The pause after the last edit before marks are saved; 0.35 s in the app.
         int autosaveDelayMs = 350;
+        // For tests: a step of every sidecar save at which they act as another program would.
+        XMPSaveSeam xmpSaveSeam;
     };
 
     static constexpr int scanBatchSize = 256;
+    // Photos per step of the folder preparation: small enough that progress moves smoothly and
+    // applying one step never holds the GUI thread long, large enough to keep the readers busy.
+    static constexpr int preparationBatchSize = 200;
     static constexpr int fitDimension = 2560;
     static constexpr int zoomedDimension = 8192;
     static constexpr double maximumZoom = 4.0;
@@ -256,7 +265,58 @@ signals:
 
 private:
     // Implementation state follows; see LibraryModel.cpp for what each road does with it.
+    enum Group : unsigned {
+        folderGroup = 1u << 0,
+        preparationGroup = 1u << 1,
+        photosGroup = 1u << 2,
+        captureDatesGroup = 1u << 3,
+        visibleGroup = 1u << 4,
+        filterGroup = 1u << 5,
+        selectionGroup = 1u << 6,
+        previewGroup = 1u << 7,
+        displayGroup = 1u << 8,
+        previewRequestGroup = 1u << 9,
+        marksGroup = 1u << 10,
+        metadataGroup = 1u << 11,
+        transferGroup = 1u << 12,
+        tabsGroup = 1u << 13,
+    };
+    class Batch;
+    struct SavePass;
+    struct Preparation;
+
+    template <typename T, typename U>
+    void assign(T& field, U&& value, Group group)
+    {
+        if (field == value)
+            return;
+        field = std::forward<U>(value);
+        m_changed |= group;
+    }
+    void touch(Group group) { m_changed |= group; }
+    void touchMarks(const QString& url);
+    void emitChanges();
+
     void beginScan(const QString& folder);
+    void requestBatch(const QUuid& generation);
+    void takeSnapshot(const QUuid& generation, const Result<ScanSnapshot>& snapshot);
+    void startPreparation();
+    void finishPreparation();
+    void applyDates(const QList<PhotoItem>& batch, const CaptureTimeReader::Table& dates);
+    void applySidecars(const QList<MetadataReadResult>& results);
+    void applySnapshotMark(const QString& url, const XMPSnapshot& snapshot);
+    void batchPartDone(const std::shared_ptr<Preparation>& preparation, int photos);
+    void stopBackgroundWork();
+    void retireIndexer();
+    void cancelPreview();
+    void cancelNeighbors();
+    void restoreTab(const FolderTabState& state);
+    void setPhotos(QList<PhotoItem> photos);
+    void editMarks(const std::function<void(SessionMark&, XMPPatch&)>& edit);
+    void saveNext(const std::shared_ptr<SavePass>& pass);
+    void finishPass(const std::shared_ptr<SavePass>& pass);
+    void finishCloseTab(const QString& url);
+    bool lessThan(const PhotoItem& a, const PhotoItem& b) const;
     int requestedDimension() const;
 
     Dependencies m_deps;
@@ -326,9 +386,25 @@ private:
     QHash<QString, QUuid> m_editVersions;
     QUuid m_generation;
     QUuid m_previewGeneration;
+    QFuture<Result<ScanSnapshot>> m_scanTask;
     QFuture<Result<PreviewResult>> m_previewTask;
     QHash<QString, QFuture<Result<PreviewResult>>> m_neighbors;
+    QList<QFuture<CaptureTimeReader::Table>> m_dateTasks;
+    QList<QFuture<QList<MetadataReadResult>>> m_sidecarTasks;
     QTimer m_autosaveTimer;
+    // The photos come from a finished scan: preparation can start again without rescanning.
+    bool m_scanComplete = false;
+    // The requested size of the preview on screen, to know whether zooming needs a larger one.
+    int m_displayedDimension = 0;
+    std::shared_ptr<SavePass> m_savePass;
+    QList<std::shared_ptr<QPromise<void>>> m_saveWaiters;
+    // Scanners replaced while their last batch may still run: kept until their cancel has gone
+    // through, so that dropping one never waits on the GUI thread.
+    QList<std::shared_ptr<FolderIndexing>> m_retiredIndexers;
+    unsigned m_changed = 0;
+    QStringList m_changedMarks;
+    bool m_allMarksChanged = false;
+    int m_batchDepth = 0;
 
     FolderAccessService m_access;
     PreviewLoading* m_previewService = nullptr;

@@ -1,9 +1,11 @@
 #include "Previews/PreviewService.h"
 
+#include <algorithm>
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <QCoreApplication>
 #include <QFutureWatcher>
 #include <QRunnable>
 
@@ -29,16 +31,6 @@ bool isStaleCacheName(const char* name)
     return length == 64;
 }
 
-QFuture<Result<PreviewResult>> readyFuture(Result<PreviewResult> result)
-{
-    QPromise<Result<PreviewResult>> promise;
-    QFuture<Result<PreviewResult>> future = promise.future();
-    promise.start();
-    promise.addResult(std::move(result));
-    promise.finish();
-    return future;
-}
-
 } // namespace
 
 PreviewService::PreviewService(qint64 cacheBytes, const QString& cacheDirectory, Decoder decoder)
@@ -50,10 +42,14 @@ PreviewService::PreviewService(qint64 cacheBytes, const QString& cacheDirectory,
 
     m_queue.setObjectName(QStringLiteral("com.vantelor.preview"));
     m_queue.setMaxThreadCount(2);
+    m_queue.setExpiryTimeout(-1);
     m_queue.setThreadPriority(QThread::NormalPriority);
     m_backgroundQueue.setObjectName(QStringLiteral("com.vantelor.prefetch"));
     m_backgroundQueue.setMaxThreadCount(1);
     m_backgroundQueue.setThreadPriority(QThread::LowPriority);
+    m_lookupQueue.setObjectName(QStringLiteral("com.vantelor.preview.lookup"));
+    m_lookupQueue.setMaxThreadCount(1);
+    m_lookupQueue.setExpiryTimeout(-1);
 
     const QString directory = cacheDirectory.isEmpty() ? defaultCacheDirectory() : Paths::clean(cacheDirectory);
     m_queue.start([directory] { removeStaleFiles(directory); });
@@ -62,10 +58,16 @@ PreviewService::PreviewService(qint64 cacheBytes, const QString& cacheDirectory,
 PreviewService::~PreviewService()
 {
     // Work not yet started is dropped (its callers see a cancelled future); running work ends.
+    m_lookupQueue.clear();
+    m_lookupQueue.waitForDone();
     m_queue.clear();
     m_backgroundQueue.clear();
     m_queue.waitForDone();
     m_backgroundQueue.waitForDone();
+    for (const Decoding& decoding : std::as_const(m_decodings))
+        for (const auto& waiter : decoding.waiters)
+            waiter->cancel();
+    m_decodings.clear();
     m_watchThread.quit();
     m_watchThread.wait();
     // The watch thread has ended, so watchers still alive can be deleted from here.
@@ -74,10 +76,33 @@ PreviewService::~PreviewService()
     m_watchers.clear();
 }
 
+namespace {
+
+QMutex sharedGuard;
+PreviewService* sharedInstance = nullptr;
+bool sharedDestroyed = false;
+
+void destroyShared()
+{
+    QMutexLocker lock(&sharedGuard);
+    delete std::exchange(sharedInstance, nullptr);
+    sharedDestroyed = true;
+}
+
+} // namespace
+
 PreviewService& PreviewService::shared()
 {
-    static PreviewService instance(sharedCacheBytes);
-    return instance;
+    QMutexLocker lock(&sharedGuard);
+    if (!sharedInstance) {
+        // Its threads and cache must end before the application does, not in the static
+        // destructors after it.
+        if (sharedDestroyed || !QCoreApplication::instance())
+            qFatal("PreviewService::shared() used outside the application's lifetime");
+        sharedInstance = new PreviewService(sharedCacheBytes);
+        qAddPostRoutine(destroyShared);
+    }
+    return *sharedInstance;
 }
 
 QFuture<Result<PreviewResult>> PreviewService::load(const PhotoItem& item, int dimension)
@@ -122,91 +147,102 @@ Result<PreviewResult> PreviewService::decode(const PhotoItem& item, int dimensio
 QFuture<Result<PreviewResult>> PreviewService::request(const PhotoItem& item, int dimension, bool warming)
 {
     dimension = clampDimension(dimension);
-    // The key of the file as it is now: a file rewritten since the item was made gets a new one.
-    if (const auto inspected = PhotoItem::inspect(item.url); inspected.ok() && inspected->has_value())
-        if (auto hit = m_cache.find((*inspected)->cacheKey(dimension)))
-            return readyFuture(std::move(*hit));
-
     auto request = std::make_shared<PreviewRequest>();
     QFuture<Result<PreviewResult>> future = request->future();
     watch(request);
 
-    const int priority = warming ? veryLowPriority : dimension <= largePreviewThreshold ? normalPriority : veryHighPriority;
-    QThreadPool& pool = warming ? m_backgroundQueue : m_queue;
-    QRunnable* operation = QRunnable::create([this, request, item, dimension] {
-        if (!request->begin())
-            return;
-        request->finish(runJob(item, dimension, *request));
+    QRunnable* operation = QRunnable::create([this, request, item, dimension, warming] {
+        if (request->begin())
+            lookUp(request, item, dimension, warming);
     });
-    if (!request->setOperation(operation, &pool)) {
+    if (!request->setOperation(operation, &m_lookupQueue)) {
         delete operation;
         return future;
     }
-    pool.start(operation, priority);
+    m_lookupQueue.start(operation);
     return future;
 }
 
-Result<PreviewResult> PreviewService::runJob(const PhotoItem& item, int dimension, const PreviewRequest& request)
+void PreviewService::lookUp(const std::shared_ptr<PreviewRequest>& request, const PhotoItem& item, int dimension, bool warming)
 {
+    // The key of the file as it is now: a file rewritten since the item was made gets a new one.
     const auto inspected = PhotoItem::inspect(item.url);
-    if (!inspected.ok() || !inspected->has_value())
-        return BrowserError::unreadableImage(item.name());
-    const PhotoItem& current = **inspected;
-    const QString key = current.cacheKey(dimension);
-
-    const std::shared_ptr<QMutex> lock = acquireLock(key);
-    lock->lock();
-    Result<PreviewResult> outcome = [&]() -> Result<PreviewResult> {
-        // Another request for the same key may have decoded it while this one waited.
-        if (auto hit = m_cache.find(key))
-            return std::move(*hit);
-        if (request.isCancelled())
-            return Cancelled();
-        Result<PreviewResult> decoded = m_decoder(current, dimension);
-        ++m_decodes;
-        if (!decoded)
-            return decoded;
-        m_cache.insert(key, *decoded);
-        // The result stays cached for the next caller even when this one has gone.
-        if (request.isCancelled())
-            return Cancelled();
-        return decoded;
-    }();
-    lock->unlock();
-    releaseLock(key);
-    return outcome;
-}
-
-std::shared_ptr<QMutex> PreviewService::acquireLock(const QString& key)
-{
-    QMutexLocker guard(&m_locksGuard);
-    DecodeLock& entry = m_decodeLocks[key];
-    if (!entry.mutex)
-        entry.mutex = std::make_shared<QMutex>();
-    ++entry.holders;
-    return entry.mutex;
-}
-
-void PreviewService::releaseLock(const QString& key)
-{
-    QMutexLocker guard(&m_locksGuard);
-    const auto it = m_decodeLocks.find(key);
-    if (it == m_decodeLocks.end())
+    if (!inspected.ok() || !inspected->has_value()) {
+        request->finish(BrowserError::unreadableImage(item.name()));
         return;
-    if (it->holders <= 1)
-        m_decodeLocks.erase(it);
-    else
-        --it->holders;
+    }
+    const PhotoItem current = **inspected;
+    const QString key = current.cacheKey(dimension);
+    if (auto hit = m_cache.find(key)) {
+        request->finish(std::move(*hit));
+        return;
+    }
+
+    const int priority = warming ? veryLowPriority : dimension <= largePreviewThreshold ? normalPriority : veryHighPriority;
+    QMutexLocker guard(&m_locksGuard);
+    // The decode may have ended between the cache lookup and taking the guard.
+    if (auto hit = m_cache.find(key)) {
+        guard.unlock();
+        request->finish(std::move(*hit));
+        return;
+    }
+    const auto running = m_decodings.find(key);
+    if (running != m_decodings.end()) {
+        running->waiters.append(request);
+        // The user has reached a photo that was only being warmed: it must not wait behind the
+        // other warming work.
+        if (!warming && running->queued && running->pool == &m_backgroundQueue && m_backgroundQueue.tryTake(running->queued)) {
+            running->pool = &m_queue;
+            m_queue.start(running->queued, priority);
+        }
+        return;
+    }
+    Decoding& decoding = m_decodings[key];
+    decoding.waiters.append(request);
+    decoding.pool = warming ? &m_backgroundQueue : &m_queue;
+    decoding.queued = QRunnable::create([this, key, current, dimension] { decodeKey(key, current, dimension); });
+    decoding.pool->start(decoding.queued, priority);
+}
+
+void PreviewService::decodeKey(const QString& key, const PhotoItem& item, int dimension)
+{
+    {
+        QMutexLocker guard(&m_locksGuard);
+        const auto decoding = m_decodings.find(key);
+        if (decoding == m_decodings.end())
+            return;
+        decoding->queued = nullptr;
+        // Everyone who wanted it gave up before it started: nothing to decode.
+        const bool wanted = std::any_of(decoding->waiters.cbegin(), decoding->waiters.cend(),
+                                        [](const auto& waiter) { return !waiter->isCancelled(); });
+        if (!wanted) {
+            m_decodings.erase(decoding);
+            return;
+        }
+    }
+    Result<PreviewResult> decoded = m_decoder(item, dimension);
+    ++m_decodes;
+    // The result stays cached for the next caller even when every waiter has gone.
+    if (decoded)
+        m_cache.insert(key, *decoded);
+    QList<std::shared_ptr<PreviewRequest>> waiters;
+    {
+        QMutexLocker guard(&m_locksGuard);
+        waiters = m_decodings.take(key).waiters;
+    }
+    for (const auto& waiter : waiters)
+        waiter->finish(decoded);
 }
 
 int PreviewService::decodeLockCount() const
 {
     QMutexLocker guard(&m_locksGuard);
-    return int(m_decodeLocks.size());
+    return int(m_decodings.size());
 }
 
 void PreviewService::waitForIdle()
 {
+    m_lookupQueue.waitForDone();
     m_queue.waitForDone();
     m_backgroundQueue.waitForDone();
 }

@@ -20,8 +20,12 @@ class PreviewRequest;
 // Photo files to display-ready previews, with recent results kept in memory. Decoding runs on
 // two queues: "com.vantelor.preview" (two at once) for what is on screen, large previews first,
 // and "com.vantelor.prefetch" (one at a time, lowest priority) for warming the cache ahead of the
-// user. Requests for the same file and size decode once; a cancelled request ends at once.
-// Callers may use it from any thread; results are values. One shared instance serves the app.
+// user. Every request first passes a lookup worker ("com.vantelor.preview.lookup") that looks at
+// the file as it is now and answers cache hits, so the caller's thread never touches the disk.
+// Requests for the same file and size decode once: a later one joins the decode under way (and
+// moves it to the display queue when it was only warming and has not started) instead of taking
+// a thread to wait on it. A cancelled request ends at once.
+// Callers may use it from any thread; results are values. The application owns one instance.
 class PreviewService final : public PreviewLoading {
 public:
     using Decoder = std::function<Result<PreviewResult>(const PhotoItem&, int dimension)>;
@@ -42,17 +46,19 @@ public:
     PreviewService(const PreviewService&) = delete;
     PreviewService& operator=(const PreviewService&) = delete;
 
-    // The application's instance: 512 MiB of previews, the user's cache directory.
+    // The application's instance: 512 MiB of previews, the user's cache directory. Made on first
+    // use while a QCoreApplication exists and destroyed with it; using it outside that lifetime
+    // is a programming error and stops the program.
     static PreviewService& shared();
 
     QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override;
     // Warms the cache; the future may be ignored, or cancelled when the user turns away.
-    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension);
+    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override;
     // Warms the preview of the standard display size.
     QFuture<Result<PreviewResult>> prepare(const PhotoItem& item);
-    void clearCache();
+    void clearCache() override;
 
-    // A cache hit returns a finished future without queueing anything.
+    // A cache hit is answered by the lookup worker without decoding.
     QFuture<Result<PreviewResult>> request(const PhotoItem& item, int dimension, bool warming);
     static Result<PreviewResult> decode(const PhotoItem& item, int dimension);
 
@@ -62,27 +68,29 @@ public:
     // For tests and benchmarks.
     const PreviewCache& cache() const { return m_cache; }
     int decodeCount() const { return m_decodes.load(); }
+    // Keys being decoded or waiting for a decode thread.
     int decodeLockCount() const;
-    // Blocks until both queues are empty.
+    // Blocks until every queue is empty.
     void waitForIdle();
 
 private:
-    Result<PreviewResult> runJob(const PhotoItem& item, int dimension, const PreviewRequest& request);
-    std::shared_ptr<QMutex> acquireLock(const QString& key);
-    void releaseLock(const QString& key);
+    // One key's decode, from the first request that missed the cache until its result is out.
+    struct Decoding {
+        QList<std::shared_ptr<PreviewRequest>> waiters;
+        QRunnable* queued = nullptr;   // while waiting for a thread; null once it runs
+        QThreadPool* pool = nullptr;
+    };
+
+    void lookUp(const std::shared_ptr<PreviewRequest>& request, const PhotoItem& item, int dimension, bool warming);
+    void decodeKey(const QString& key, const PhotoItem& item, int dimension);
     void watch(const std::shared_ptr<PreviewRequest>& request);
     static void removeStaleFiles(const QString& directory);
-
-    struct DecodeLock {
-        std::shared_ptr<QMutex> mutex;
-        int holders = 0;
-    };
 
     PreviewCache m_cache;
     Decoder m_decoder;
     std::atomic<int> m_decodes{0};
     mutable QMutex m_locksGuard;
-    QHash<QString, DecodeLock> m_decodeLocks;
+    QHash<QString, Decoding> m_decodings;
 
     // Receives the cancellation of callers' futures, so that a cancelled request ends at once
     // whatever thread the caller is on and whether or not that thread runs an event loop.
@@ -93,6 +101,7 @@ private:
     // Last: destroyed first, waiting for running jobs while the rest still exists.
     QThreadPool m_backgroundQueue;
     QThreadPool m_queue;
+    QThreadPool m_lookupQueue;
 };
 
 } // namespace vantelor

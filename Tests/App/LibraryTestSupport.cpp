@@ -1,0 +1,172 @@
+#include "LibraryTestSupport.h"
+
+#include <algorithm>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <QTest>
+
+#include "Support/Paths.h"
+
+namespace vantelor::test {
+
+namespace {
+
+// Answers come from another thread, as the real services' do: the controller sees them as a
+// queued call, which may arrive after it moved on.
+template <typename T>
+void finishElsewhere(const std::shared_ptr<QPromise<T>>& promise, T value)
+{
+    std::thread worker([&] {
+        promise->addResult(std::move(value));
+        promise->finish();
+    });
+    worker.join();
+}
+
+class ScriptedIndexer final : public FolderIndexing {
+public:
+    ScriptedIndexer(ScriptedScans& scans, QString folder) : m_scans(scans), m_folder(std::move(folder)) {}
+
+    QFuture<Result<ScanSnapshot>> nextBatch() override
+    {
+        auto promise = std::make_shared<QPromise<Result<ScanSnapshot>>>();
+        promise->start();
+        m_scans.requests.append({m_folder, promise});
+        return promise->future();
+    }
+    QFuture<void> cancel() override { return QtFuture::makeReadyFuture(); }
+
+private:
+    ScriptedScans& m_scans;
+    QString m_folder;
+};
+
+} // namespace
+
+QFuture<Result<PreviewResult>> FakePreviews::add(const PhotoItem& item, int dimension, bool warming)
+{
+    auto promise = std::make_shared<QPromise<Result<PreviewResult>>>();
+    promise->start();
+    calls.append({item, dimension, warming, promise});
+    return promise->future();
+}
+
+QFuture<Result<PreviewResult>> FakePreviews::load(const PhotoItem& item, int dimension)
+{
+    return add(item, dimension, false);
+}
+
+QFuture<Result<PreviewResult>> FakePreviews::prefetch(const PhotoItem& item, int dimension)
+{
+    return add(item, dimension, true);
+}
+
+QList<FakePreviews::Call> FakePreviews::loads() const
+{
+    QList<Call> out;
+    for (const Call& call : calls)
+        if (!call.warming)
+            out.append(call);
+    return out;
+}
+
+QStringList FakePreviews::livePrefetches() const
+{
+    QStringList out;
+    for (const Call& call : calls)
+        if (call.warming && !call.promise->isCanceled())
+            out.append(call.item.name());
+    return out;
+}
+
+void FakePreviews::answer(const Call& call, int size) const
+{
+    PreviewResult result;
+    result.image = QImage(size, size * 2 / 3, QImage::Format_RGB32);
+    result.metadata = {};
+    finishElsewhere(call.promise, Result<PreviewResult>(result));
+}
+
+void FakePreviews::fail(const Call& call) const
+{
+    finishElsewhere(call.promise, Result<PreviewResult>(BrowserError::unreadableImage(call.item.name())));
+}
+
+std::function<std::unique_ptr<FolderIndexing>(const QString&, int)> ScriptedScans::factory()
+{
+    return [this](const QString& folder, int) -> std::unique_ptr<FolderIndexing> {
+        created.append(folder);
+        return std::make_unique<ScriptedIndexer>(*this, folder);
+    };
+}
+
+void ScriptedScans::deliver(const Request& request, const QStringList& photoNames, bool finished) const
+{
+    ScanSnapshot snapshot;
+    for (const QString& name : photoNames)
+        snapshot.photos.append(photoAt(Paths::join(request.folder, name)));
+    std::stable_sort(snapshot.photos.begin(), snapshot.photos.end(), PhotoItem::ordered);
+    snapshot.finished = finished;
+    finishElsewhere(request.promise, Result<ScanSnapshot>(snapshot));
+}
+
+void ScriptedScans::failWith(const Request& request, const Failure& failure) const
+{
+    finishElsewhere(request.promise, Result<ScanSnapshot>(failure));
+}
+
+void FakeChooser::chooseFolder(const Request& request, Done done)
+{
+    asked.append(request);
+    pending = std::move(done);
+}
+
+PhotoItem photoAt(const QString& path, qint64 size)
+{
+    const QDateTime time = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
+    return PhotoItem(path, size, time, time, path);
+}
+
+QStringList names(const QList<PhotoItem>& photos)
+{
+    QStringList out;
+    for (const PhotoItem& photo : photos)
+        out.append(photo.name());
+    return out;
+}
+
+void settle()
+{
+    for (int round = 0; round < 4; ++round)
+        QCoreApplication::processEvents();
+}
+
+bool eventually(const std::function<bool()>& condition)
+{
+    return QTest::qWaitFor(condition, 5000);
+}
+
+Harness::Harness(bool fakeScanner, int autosaveDelayMs, XMPSaveSeam seam)
+{
+    LibraryModel::Dependencies deps;
+    deps.previews = &previews;
+    deps.chooser = &chooser;
+    if (fakeScanner)
+        deps.makeIndexer = scans.factory();
+    deps.persistPreferences = false;
+    deps.autosaveDelayMs = autosaveDelayMs;
+    deps.xmpSaveSeam = std::move(seam);
+    model = std::make_unique<LibraryModel>(std::move(deps));
+}
+
+void Harness::openAndPrepare(const QString& folder)
+{
+    model->open(folder);
+    EXPECT_TRUE(eventually([this] { return !model->isPreparing(); }));
+}
+
+} // namespace vantelor::test

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <memory>
+
+#include <QList>
+#include <QPromise>
+#include <QStringList>
+
+#include "Library/FolderIndexing.h"
+#include "Model/FolderChooser.h"
+#include "Model/LibraryModel.h"
+#include "Previews/PreviewLoading.h"
+
+namespace vantelor::test {
+
+// A preview loader whose answers the test gives, one request at a time and in any order.
+class FakePreviews final : public PreviewLoading {
+public:
+    struct Call {
+        PhotoItem item;
+        int dimension = 0;
+        bool warming = false;
+        std::shared_ptr<QPromise<Result<PreviewResult>>> promise;
+    };
+
+    QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override;
+    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override;
+    void clearCache() override { ++clears; }
+
+    // The display loads, oldest first, and the photo names of the prefetches still wanted.
+    QList<Call> loads() const;
+    QStringList livePrefetches() const;
+    // Answers a display load with an image whose longer side is `size`, or with a failure.
+    void answer(const Call& call, int size = 2560) const;
+    void fail(const Call& call) const;
+
+    QList<Call> calls;
+    int clears = 0;
+
+private:
+    QFuture<Result<PreviewResult>> add(const PhotoItem& item, int dimension, bool warming);
+};
+
+// A folder scanner whose batches the test delivers, so that an answer can arrive late.
+class ScriptedScans {
+public:
+    struct Request {
+        QString folder;
+        std::shared_ptr<QPromise<Result<ScanSnapshot>>> promise;
+    };
+
+    std::function<std::unique_ptr<FolderIndexing>(const QString&, int)> factory();
+    // Delivers a snapshot of photos named in `names` (files under the request's folder).
+    void deliver(const Request& request, const QStringList& names, bool finished) const;
+    void failWith(const Request& request, const Failure& failure) const;
+
+    QList<Request> requests;
+    QStringList created;
+};
+
+// A chooser that keeps each request until the test answers it.
+class FakeChooser final : public FolderChooser {
+public:
+    void chooseFolder(const Request& request, Done done) override;
+
+    QList<Request> asked;
+    Done pending;
+};
+
+// A photo record for a file that need not exist; ordered by name as the scanner orders them.
+PhotoItem photoAt(const QString& path, qint64 size = 1000);
+QStringList names(const QList<PhotoItem>& photos);
+
+// Delivers the answers already given (queued calls) without waiting for anything else.
+void settle();
+// Waits (running the event loop) until the condition holds; false after five seconds.
+bool eventually(const std::function<bool()>& condition);
+
+// A controller on fakes and real services, with nothing persisted and no pause before saving.
+struct Harness {
+    explicit Harness(bool fakeScanner = false, int autosaveDelayMs = 0, XMPSaveSeam seam = {});
+    FakePreviews previews;
+    ScriptedScans scans;
+    FakeChooser chooser;
+    std::unique_ptr<LibraryModel> model;
+
+    // Opens a real folder and waits until its preparation ended.
+    void openAndPrepare(const QString& folder);
+};
+
+} // namespace vantelor::test

@@ -15,6 +15,17 @@ namespace vantelor {
 
 namespace {
 
+// Qt 6.4 reaches into a future's continuation when the future is cancelled, even after that
+// continuation has run and been freed, and reads freed memory. A finished future has nothing
+// left to cancel; the continuations here all run on this object's thread, so one that has not
+// run yet cannot be freed between the look and the cancel.
+template <typename T>
+void cancelUnfinished(QFuture<T>& future)
+{
+    if (!future.isFinished())
+        future.cancel();
+}
+
 const QString loadedSuffix = QStringLiteral(" fotos • RAW sin modificar");
 const QString directPreviewLine = QStringLiteral("Vista previa directa • caché temporal");
 
@@ -604,7 +615,7 @@ void LibraryModel::stopPreparation()
     const bool wasScanning = m_isScanning && !m_scanComplete;
     m_generation = QUuid::createUuid();
     stopBackgroundWork();
-    m_scanTask.cancel();
+    cancelUnfinished(m_scanTask);
     cancelNeighbors();
     retireIndexer();
     assign(m_isPreparing, false, preparationGroup);
@@ -632,9 +643,9 @@ void LibraryModel::restartPreparation()
 void LibraryModel::stopBackgroundWork()
 {
     for (auto& task : m_dateTasks)
-        task.cancel();
+        cancelUnfinished(task);
     for (auto& task : m_sidecarTasks)
-        task.cancel();
+        cancelUnfinished(task);
     m_dateTasks.clear();
     m_sidecarTasks.clear();
 }
@@ -643,7 +654,7 @@ void LibraryModel::retireIndexer()
 {
     if (!m_indexer)
         return;
-    m_scanTask.cancel();
+    cancelUnfinished(m_scanTask);
     std::shared_ptr<FolderIndexing> old(std::move(m_indexer));
     m_retiredIndexers.append(old);
     old->cancel().then(this, [this, raw = old.get()] {
@@ -659,7 +670,7 @@ void LibraryModel::cancelScan()
     stopBackgroundWork();
     assign(m_preparationStatus, QString(), preparationGroup);
     m_generation = QUuid::createUuid();
-    m_scanTask.cancel();
+    cancelUnfinished(m_scanTask);
     if (m_isScanning)
         assign(m_status, QStringLiteral("Lectura detenida • %1 fotos encontradas").arg(m_photos.size()), folderGroup);
     assign(m_isScanning, false, folderGroup);
@@ -923,14 +934,14 @@ int LibraryModel::requestedDimension() const
 
 void LibraryModel::cancelPreview()
 {
-    m_previewTask.cancel();
+    cancelUnfinished(m_previewTask);
     m_previewTask = {};
 }
 
 void LibraryModel::cancelNeighbors()
 {
     for (auto& task : m_neighbors)
-        task.cancel();
+        cancelUnfinished(task);
     m_neighbors.clear();
 }
 

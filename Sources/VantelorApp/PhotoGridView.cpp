@@ -3,6 +3,7 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QScrollBar>
+#include <QtMath>
 
 #include "Model/LibraryModel.h"
 #include "PhotoListModel.h"
@@ -88,6 +89,8 @@ void PhotoGridView::updateCellSize()
     }
     if (cell != m_delegate->cellSize()) {
         m_delegate->setCellSize(cell);
+        const QSizeF area = ThumbnailDelegate::thumbnailArea(QRectF(QPointF(), QSizeF(cell))).size() * devicePixelRatioF();
+        m_thumbnails->setDisplaySize(QSize(qFloor(area.width()), qFloor(area.height())));
         // Uniform sizes are cached by the view; a new hint needs a relayout, after which the
         // current photo may have moved out of sight.
         doItemsLayout();

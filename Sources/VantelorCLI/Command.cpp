@@ -61,6 +61,12 @@ void err(const QString& line)
     write(stderr, line);
 }
 
+int fail(const QString& message)
+{
+    err(message);
+    return failed;
+}
+
 void json(const QJsonValue& value)
 {
     QJsonDocument doc;
@@ -89,15 +95,21 @@ Result<ScanSnapshot> scanToEnd(const QString& folder)
     }
 }
 
-int parseArguments(QCommandLineParser& parser, const QStringList& arguments, const QString& description,
-                   const QString& positionalSyntax, int minimumPositional)
+int Command::run(const QStringList& arguments)
 {
-    parser.setApplicationDescription(description);
+    return runParsed(arguments, syntax(), [this](const QCommandLineParser& parser) { return execute(parser); });
+}
+
+int runParsed(const QStringList& arguments, const Syntax& syntax, const std::function<int(const QCommandLineParser&)>& body)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(syntax.description);
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.addOptions(syntax.options);
     parser.addOption(QCommandLineOption(QStringLiteral("help"), QStringLiteral("Muestra esta ayuda.")));
     parser.addOption(QCommandLineOption(QStringLiteral("json"), QStringLiteral("Escribe un documento JSON.")));
-    if (!positionalSyntax.isEmpty())
-        parser.addPositionalArgument(positionalSyntax, QString(), positionalSyntax);
+    if (!syntax.positionalSyntax.isEmpty())
+        parser.addPositionalArgument(syntax.positionalSyntax, QString(), syntax.positionalSyntax);
     // The parser sees "vantelor-cli scan …" as one program name followed by the arguments.
     QStringList forParser = arguments.mid(2);
     forParser.prepend(arguments.value(0));
@@ -117,12 +129,12 @@ int parseArguments(QCommandLineParser& parser, const QStringList& arguments, con
         fputs(help.toUtf8().constData(), stdout);
         return success;
     }
-    if (parser.positionalArguments().size() < minimumPositional) {
+    if (parser.positionalArguments().size() < syntax.minimumPositional) {
         Io::err(QStringLiteral("Faltan argumentos. Uso: vantelor-cli %1 %2")
-                    .arg(arguments.value(1), positionalSyntax));
+                    .arg(arguments.value(1), syntax.positionalSyntax));
         return usage;
     }
-    return -1;
+    return body(parser);
 }
 
 } // namespace vantelor::cli

@@ -17,6 +17,14 @@ namespace vantelor::cli {
 // Exit statuses of every command.
 enum Exit { success = 0, failed = 1, usage = 2 };
 
+// What one command line accepts besides --help and --json, and the help text that says so.
+struct Syntax {
+    QString description;
+    QString positionalSyntax = {};
+    int minimumPositional = 0;
+    QList<QCommandLineOption> options = {};
+};
+
 // One verb of vantelor-cli ("scan", "dates", …). A command file defines a subclass and registers
 // it with VANTELOR_CLI_COMMAND; main() finds it by name.
 class Command {
@@ -26,7 +34,13 @@ public:
     // One line for the list of commands.
     virtual QString summary() const = 0;
     // `arguments` starts with the program and the command name, as QCommandLineParser expects.
-    virtual int run(const QStringList& arguments) = 0;
+    // By default they are parsed against syntax() and execute() runs; commands with
+    // sub-commands choose the syntax themselves.
+    virtual int run(const QStringList& arguments);
+
+protected:
+    virtual Syntax syntax() const { return {}; }
+    virtual int execute(const QCommandLineParser& /*parser*/) { return failed; }
 };
 
 namespace Registry {
@@ -42,6 +56,8 @@ namespace Io {
 // Standard output and error. Paths are written as the bytes the file system knows them by.
 void out(const QString& line);
 void err(const QString& line);
+// The message on standard error; returns the failed status.
+int fail(const QString& message);
 // One JSON document on standard output, indented.
 void json(const QJsonValue& value);
 // ISO 8601 in UTC with a Z ("2024-03-01T10:15:30Z").
@@ -51,10 +67,9 @@ QString isoDate(const class QDateTime& date);
 // Lists a folder to its end through the scanner, as the app does.
 Result<ScanSnapshot> scanToEnd(const QString& folder);
 
-// A parser with --help and --json set up. Returns an exit status when the command must end at
-// once (help printed: success; bad usage reported: usage), or -1 to go on.
-int parseArguments(QCommandLineParser& parser, const QStringList& arguments, const QString& description,
-                   const QString& positionalSyntax, int minimumPositional);
+// Parses the arguments against the syntax, then runs the body with the parser. Help and bad usage
+// end the command before the body (success and usage).
+int runParsed(const QStringList& arguments, const Syntax& syntax, const std::function<int(const QCommandLineParser&)>& body);
 
 } // namespace vantelor::cli
 

@@ -12,30 +12,26 @@ public:
     QString name() const override { return QStringLiteral("dates"); }
     QString summary() const override { return QStringLiteral("Fecha de captura EXIF de cada foto, en UTC."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Escribe la fecha de captura (EXIF DateTimeOriginal, leída como UTC) de cada RUTA. "
-                           "Una carpeta significa sus fotos, en el orden del explorador."),
-            QStringLiteral("RUTA…"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Escribe la fecha de captura (EXIF DateTimeOriginal, leída como UTC) de cada RUTA. "
+                               "Una carpeta significa sus fotos, en el orden del explorador."),
+                QStringLiteral("RUTA…"), 1};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
 
         QList<PhotoItem> photos;
         for (const QString& argument : parser.positionalArguments()) {
             const QString path = Paths::clean(argument);
             const auto st = FileStat::read(path, /*followLinks=*/true);
-            if (!st) {
-                Io::err(st.message());
-                return failed;
-            }
+            if (!st)
+                return Io::fail(st.message());
             if (st->isDirectory()) {
                 const Result<ScanSnapshot> snapshot = scanToEnd(path);
-                if (!snapshot) {
-                    Io::err(snapshot.message());
-                    return failed;
-                }
+                if (!snapshot)
+                    return Io::fail(snapshot.message());
                 photos += snapshot->photos;
             } else {
                 photos.append(PhotoItem(path, st->size, st->created, st->modified, st->resourceID()));

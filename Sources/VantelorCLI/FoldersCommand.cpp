@@ -12,22 +12,20 @@ public:
     QString name() const override { return QStringLiteral("folders"); }
     QString summary() const override { return QStringLiteral("Lista las subcarpetas en el orden del navegador."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Lista las subcarpetas de CARPETA como las muestra el navegador: sin ocultas ni enlaces "
-                           "simbólicos, ordenadas por nombre, con su fecha de creación (UTC)."),
-            QStringLiteral("CARPETA"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Lista las subcarpetas de CARPETA como las muestra el navegador: sin ocultas ni enlaces "
+                               "simbólicos, ordenadas por nombre, con su fecha de creación (UTC)."),
+                QStringLiteral("CARPETA"), 1};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         const QString folder = Paths::clean(parser.positionalArguments().first());
         DirectoryService service;
         const Result<QList<DirectoryEntry>> entries = service.children(folder).result();
-        if (!entries) {
-            Io::err(entries.message());
-            return failed;
-        }
+        if (!entries)
+            return Io::fail(entries.message());
         if (parser.isSet(QStringLiteral("json"))) {
             QJsonArray list;
             for (const DirectoryEntry& entry : *entries) {

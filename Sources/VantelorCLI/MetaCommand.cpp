@@ -9,21 +9,19 @@ public:
     QString name() const override { return QStringLiteral("meta"); }
     QString summary() const override { return QStringLiteral("Datos de captura de una foto, como los muestra el inspector."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Escribe las dimensiones, la cámara, el objetivo, la sensibilidad, el diafragma y el tiempo de "
-                           "exposición de ARCHIVO, sin decodificar la imagen."),
-            QStringLiteral("ARCHIVO"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Escribe las dimensiones, la cámara, el objetivo, la sensibilidad, el diafragma y el tiempo de "
+                               "exposición de ARCHIVO, sin decodificar la imagen."),
+                QStringLiteral("ARCHIVO"), 1};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         const QString path = Paths::clean(parser.positionalArguments().first());
         const Result<PhotoMetadata> metadata = PreviewDecoder::metadata(path);
-        if (!metadata) {
-            Io::err(metadata.message());
-            return failed;
-        }
+        if (!metadata)
+            return Io::fail(metadata.message());
         if (parser.isSet(QStringLiteral("json"))) {
             Io::json(metadata->toJson());
             return success;

@@ -11,22 +11,20 @@ public:
     QString name() const override { return QStringLiteral("mkdir"); }
     QString summary() const override { return QStringLiteral("Crea una carpeta nueva, como el navegador de carpetas."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Crea la carpeta NOMBRE dentro de CARPETA (permisos 755) y escribe su ruta. "
-                           "Nunca sustituye nada que ya exista ni crea carpetas intermedias."),
-            QStringLiteral("CARPETA NOMBRE"), 2);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Crea la carpeta NOMBRE dentro de CARPETA (permisos 755) y escribe su ruta. "
+                               "Nunca sustituye nada que ya exista ni crea carpetas intermedias."),
+                QStringLiteral("CARPETA NOMBRE"), 2};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         const QStringList positional = parser.positionalArguments();
         DirectoryService service;
         const Result<QString> created = service.createFolder(Paths::clean(positional[0]), positional[1]).result();
-        if (!created) {
-            Io::err(created.message());
-            return failed;
-        }
+        if (!created)
+            return Io::fail(created.message());
         if (parser.isSet(QStringLiteral("json")))
             Io::json(QJsonObject{{QStringLiteral("path"), Paths::jsonText(*created)}});
         else

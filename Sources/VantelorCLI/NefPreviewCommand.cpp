@@ -12,32 +12,28 @@ public:
     QString name() const override { return QStringLiteral("nef-preview"); }
     QString summary() const override { return QStringLiteral("Extrae la vista previa JPEG más grande de un NEF."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        parser.addOption(QCommandLineOption(QStringLiteral("out"),
-            QStringLiteral("Escribe los bytes del JPEG, sin cambios, en un archivo nuevo."), QStringLiteral("SALIDA.jpg")));
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Busca la vista previa JPEG más grande incrustada en ARCHIVO (un NEF) y escribe su posición "
-                           "y su longitud en bytes. No lee los datos RAW."),
-            QStringLiteral("ARCHIVO"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Busca la vista previa JPEG más grande incrustada en ARCHIVO (un NEF) y escribe su posición "
+                               "y su longitud en bytes. No lee los datos RAW."),
+                QStringLiteral("ARCHIVO"), 1,
+                {QCommandLineOption(QStringLiteral("out"), QStringLiteral("Escribe los bytes del JPEG, sin cambios, en un archivo nuevo."),
+                                    QStringLiteral("SALIDA.jpg"))}};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         const QString path = Paths::clean(parser.positionalArguments().first());
         const QString out = parser.value(QStringLiteral("out"));
 
         // The extension rule of the preview service: only ".nef" files are searched.
         const auto found = Paths::suffix(path).toLower() == QLatin1String("nef") ? NikonPreview::locate(path) : std::nullopt;
-        if (!found) {
-            Io::err(QStringLiteral("No hay ninguna vista previa JPEG incrustada en ") + Paths::displayText(path));
-            return failed;
-        }
+        if (!found)
+            return Io::fail(QStringLiteral("No hay ninguna vista previa JPEG incrustada en ") + Paths::displayText(path));
         if (!out.isEmpty()) {
             const Status written = OutputFile::writeBytes(Paths::clean(out), found->bytes);
-            if (!written) {
-                Io::err(written.message());
-                return failed;
-            }
+            if (!written)
+                return Io::fail(written.message());
         }
         if (parser.isSet(QStringLiteral("json"))) {
             Io::json(QJsonObject{{QStringLiteral("offset"), double(found->offset)},

@@ -13,21 +13,21 @@ public:
     QString name() const override { return QStringLiteral("peaking"); }
     QString summary() const override { return QStringLiteral("Resaltado de enfoque de la vista previa de una foto."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        parser.addOption(QCommandLineOption(QStringLiteral("sensitivity"),
-            QStringLiteral("Sensibilidad de 0 (solo los bordes más nítidos) a 1 (más bordes); 0.5 si se omite."),
-            QStringLiteral("S"), QStringLiteral("0.5")));
-        parser.addOption(QCommandLineOption(QStringLiteral("out"),
-            QStringLiteral("Guarda el resaltado (gris 220 sobre transparente) en un archivo .png nuevo."),
-            QStringLiteral("MASCARA.png")));
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Calcula el resaltado de enfoque de la vista previa de 2560 píxeles de ARCHIVO y escribe el "
-                           "tamaño del análisis y cuántos píxeles quedan resaltados."),
-            QStringLiteral("ARCHIVO"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Calcula el resaltado de enfoque de la vista previa de 2560 píxeles de ARCHIVO y escribe el "
+                               "tamaño del análisis y cuántos píxeles quedan resaltados."),
+                QStringLiteral("ARCHIVO"), 1,
+                {QCommandLineOption(QStringLiteral("sensitivity"),
+                                    QStringLiteral("Sensibilidad de 0 (solo los bordes más nítidos) a 1 (más bordes); 0.5 si se omite."),
+                                    QStringLiteral("S"), QStringLiteral("0.5")),
+                 QCommandLineOption(QStringLiteral("out"),
+                                    QStringLiteral("Guarda el resaltado (gris 220 sobre transparente) en un archivo .png nuevo."),
+                                    QStringLiteral("MASCARA.png"))}};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         bool sensitivityOk = false;
         const double sensitivity = parser.value(QStringLiteral("sensitivity")).toDouble(&sensitivityOk);
         if (!sensitivityOk) {
@@ -44,20 +44,14 @@ public:
         PhotoItem item;
         item.url = Paths::clean(parser.positionalArguments().first());
         const Result<PreviewResult> preview = service.load(item, PreviewService::standardDimension).result();
-        if (!preview) {
-            Io::err(preview.message());
-            return failed;
-        }
+        if (!preview)
+            return Io::fail(preview.message());
         const Result<FocusMask> mask = FocusPeaking::calculate(preview->image, sensitivity);
-        if (!mask) {
-            Io::err(mask.message());
-            return failed;
-        }
+        if (!mask)
+            return Io::fail(mask.message());
         if (!out.isEmpty()) {
-            if (const Status written = OutputFile::writeImage(out, mask->image); !written) {
-                Io::err(written.message());
-                return failed;
-            }
+            if (const Status written = OutputFile::writeImage(out, mask->image); !written)
+                return Io::fail(written.message());
         }
         if (parser.isSet(QStringLiteral("json"))) {
             Io::json(QJsonObject{{QStringLiteral("width"), mask->image.width()},

@@ -16,22 +16,22 @@ public:
     QString name() const override { return QStringLiteral("preview"); }
     QString summary() const override { return QStringLiteral("Decodifica la vista previa de cada foto, como la muestra la app."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        parser.addOption(QCommandLineOption(QStringLiteral("size"),
-            QStringLiteral("Lado mayor de la vista previa en píxeles (32 a 8192; 2560 si se omite)."), QStringLiteral("N"),
-            QString::number(PreviewService::standardDimension)));
-        parser.addOption(QCommandLineOption(QStringLiteral("out"),
-            QStringLiteral("Guarda la vista previa: un archivo .png o .jpg nuevo para una foto; para varias, una carpeta "
-                           "donde cada una se guarda como NOMBRE.png."),
-            QStringLiteral("RUTA")));
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Obtiene la vista previa de cada ARCHIVO por el mismo camino que la app (la vista previa "
-                           "incrustada si la hay) y escribe su tamaño y sus datos de captura."),
-            QStringLiteral("ARCHIVO…"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Obtiene la vista previa de cada ARCHIVO por el mismo camino que la app (la vista previa "
+                               "incrustada si la hay) y escribe su tamaño y sus datos de captura."),
+                QStringLiteral("ARCHIVO…"), 1,
+                {QCommandLineOption(QStringLiteral("size"),
+                                    QStringLiteral("Lado mayor de la vista previa en píxeles (32 a 8192; 2560 si se omite)."),
+                                    QStringLiteral("N"), QString::number(PreviewService::standardDimension)),
+                 QCommandLineOption(QStringLiteral("out"),
+                                    QStringLiteral("Guarda la vista previa: un archivo .png o .jpg nuevo para una foto; para "
+                                                   "varias, una carpeta donde cada una se guarda como NOMBRE.png."),
+                                    QStringLiteral("RUTA"))}};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
 
         bool sizeOk = false;
         const int size = parser.value(QStringLiteral("size")).toInt(&sizeOk);
@@ -45,10 +45,8 @@ public:
             Io::err(QStringLiteral("La salida debe terminar en .png o .jpg: ") + Paths::displayText(out));
             return usage;
         }
-        if (!out.isEmpty() && files.size() > 1 && ::mkdir(Paths::encode(out).constData(), 0755) != 0 && errno != EEXIST) {
-            Io::err(SystemError::fromErrno(out).message());
-            return failed;
-        }
+        if (!out.isEmpty() && files.size() > 1 && ::mkdir(Paths::encode(out).constData(), 0755) != 0 && errno != EEXIST)
+            return Io::fail(SystemError::fromErrno(out).message());
 
         // All requests at once: the service decodes two at a time, as it does for the window.
         PreviewService service(PreviewService::sharedCacheBytes);

@@ -11,21 +11,19 @@ public:
     QString name() const override { return QStringLiteral("scan"); }
     QString summary() const override { return QStringLiteral("Lista las fotos de una carpeta en el orden del explorador."); }
 
-    int run(const QStringList& arguments) override
+    Syntax syntax() const override
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Lista las fotos de CARPETA (sin subcarpetas ni archivos ocultos), con su tamaño en bytes, "
-                           "su fecha de creación y su fecha de modificación (UTC)."),
-            QStringLiteral("CARPETA"), 1);
-        if (early >= 0)
-            return early;
+        return {QStringLiteral("Lista las fotos de CARPETA (sin subcarpetas ni archivos ocultos), con su tamaño en bytes, "
+                               "su fecha de creación y su fecha de modificación (UTC)."),
+                QStringLiteral("CARPETA"), 1};
+    }
+
+    int execute(const QCommandLineParser& parser) override
+    {
         const QString folder = Paths::clean(parser.positionalArguments().first());
         const Result<ScanSnapshot> snapshot = scanToEnd(folder);
-        if (!snapshot) {
-            Io::err(snapshot.message());
-            return failed;
-        }
+        if (!snapshot)
+            return Io::fail(snapshot.message());
 
         if (parser.isSet(QStringLiteral("json"))) {
             QJsonArray photos;

@@ -63,23 +63,23 @@ private:
 
     static int check(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo descodifica, "
-                           "comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que quedarían, "
-                           "o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
-            QStringLiteral("ARCHIVO"), 1);
-        if (early >= 0)
-            return early;
+        const Syntax syntax{
+            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo "
+                           "descodifica, comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que "
+                           "quedarían, o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
+            QStringLiteral("ARCHIVO"), 1};
+        return runParsed(arguments, syntax, checkProfile);
+    }
+
+    static int checkProfile(const QCommandLineParser& parser)
+    {
         if (parser.positionalArguments().size() > 1) {
             Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
             return usage;
         }
         const Result<ShortcutProfile> profile = ShortcutProfileFile::read(Paths::clean(parser.positionalArguments().first()));
-        if (!profile) {
-            Io::err(profile.message());
-            return failed;
-        }
+        if (!profile)
+            return Io::fail(profile.message());
         if (parser.isSet(QStringLiteral("json")))
             Io::json(profile->toJsonObject());
         else
@@ -89,13 +89,13 @@ private:
 
     static int defaults(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
-                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl."),
-            QString(), 0);
-        if (early >= 0)
-            return early;
+        const Syntax syntax{QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
+                                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl.")};
+        return runParsed(arguments, syntax, showDefaults);
+    }
+
+    static int showDefaults(const QCommandLineParser& parser)
+    {
         if (!parser.positionalArguments().isEmpty()) {
             Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts defaults [--json]"));
             return usage;

@@ -51,21 +51,6 @@ bool confirmed(const TransferPlan& plan)
         || answer == QLatin1String("y") || answer == QLatin1String("yes");
 }
 
-// Parses the shared arguments; returns an exit status to end with, or -1 to go on.
-int parseTransfer(QCommandLineParser& parser, const QStringList& arguments, const QString& description)
-{
-    parser.addOption(QCommandLineOption(destinationOption, QStringLiteral("Carpeta de destino."),
-                                        QStringLiteral("DESTINO")));
-    const int early = parseArguments(parser, arguments, description, QStringLiteral("FOTO…"), 1);
-    if (early >= 0)
-        return early;
-    if (!parser.isSet(destinationOption)) {
-        Io::err(QStringLiteral("Falta la carpeta de destino: --to DESTINO"));
-        return usage;
-    }
-    return -1;
-}
-
 Result<TransferPlan> planFrom(const QCommandLineParser& parser, FileWorkflow& workflow, TransferKind kind)
 {
     QStringList sources;
@@ -78,19 +63,27 @@ const QString associatedFilesText = QStringLiteral(
     "Cada FOTO viaja con todos los archivos de su carpeta que tienen su mismo nombre base (XMP, JPEG gemelo…). "
     "Nunca se sobrescribe nada: si el destino ya contiene alguno de esos nombres, no se transfiere nada.");
 
-} // namespace
-
-int TransferCommand::runPlan(const QStringList& arguments)
+// What plan, copy and move accept: the sources, the command's own options and --to.
+Syntax transferSyntax(const QString& description, QList<QCommandLineOption> options)
 {
-    QCommandLineParser parser;
-    parser.addOption(QCommandLineOption(QStringLiteral("copy"), QStringLiteral("Planea una copia.")));
-    parser.addOption(QCommandLineOption(QStringLiteral("move"), QStringLiteral("Planea un traslado.")));
-    const int early = parseTransfer(parser, arguments,
-        QStringLiteral("Muestra lo que harían copy o move: cada archivo que viajaría, con su tamaño en bytes, y el "
-                       "destino. No cambia nada. Con --json escribe el plan tal como lo guarda el diario "
-                       "transaction.json. ") + associatedFilesText);
-    if (early >= 0)
-        return early;
+    options.append(QCommandLineOption(destinationOption, QStringLiteral("Carpeta de destino."), QStringLiteral("DESTINO")));
+    return {description + associatedFilesText, QStringLiteral("FOTO…"), 1, options};
+}
+
+// Parses the arguments, then runs the body once the destination is known to be given.
+int runWithDestination(const QStringList& arguments, const Syntax& syntax, const std::function<int(const QCommandLineParser&)>& body)
+{
+    return runParsed(arguments, syntax, [&body](const QCommandLineParser& parser) {
+        if (!parser.isSet(destinationOption)) {
+            Io::err(QStringLiteral("Falta la carpeta de destino: --to DESTINO"));
+            return int(usage);
+        }
+        return body(parser);
+    });
+}
+
+int showPlan(const QCommandLineParser& parser)
+{
     const bool copy = parser.isSet(QStringLiteral("copy"));
     if (copy == parser.isSet(QStringLiteral("move"))) {
         Io::err(QStringLiteral("Indica --copy o --move"));
@@ -99,10 +92,8 @@ int TransferCommand::runPlan(const QStringList& arguments)
 
     FileWorkflow workflow;
     const Result<TransferPlan> plan = planFrom(parser, workflow, copy ? TransferKind::copy : TransferKind::move);
-    if (!plan) {
-        Io::err(plan.message());
-        return failed;
-    }
+    if (!plan)
+        return Io::fail(plan.message());
     if (parser.isSet(QStringLiteral("json"))) {
         const QByteArray journal = plan->journal() + '\n';
         fwrite(journal.constData(), 1, size_t(journal.size()), stdout);
@@ -112,48 +103,28 @@ int TransferCommand::runPlan(const QStringList& arguments)
     return success;
 }
 
-int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind)
+int transfer(const QCommandLineParser& parser, TransferKind kind)
 {
-    QCommandLineParser parser;
-    parser.addOption(QCommandLineOption(yesOption, QStringLiteral("Transfiere sin preguntar.")));
-    const QString what = kind == TransferKind::copy
-        ? QStringLiteral("Copia cada FOTO con sus archivos asociados a DESTINO. ")
-        : QStringLiteral("Mueve cada FOTO con sus archivos asociados a DESTINO; los originales quedan en "
-                         ".vantelor-move-recovery/<id> junto a ellos. ");
-    const int early = parseTransfer(parser, arguments,
-        what + QStringLiteral("Muestra el plan y pide confirmación (salvo con --yes); sin terminal y sin --yes no "
-                              "hace nada. Cada copia se verifica con SHA-256 antes de colocarla; si algo falla, se "
-                              "deshace lo hecho. ") + associatedFilesText);
-    if (early >= 0)
-        return early;
     const bool json = parser.isSet(QStringLiteral("json"));
     const bool yes = parser.isSet(yesOption);
 
     FileWorkflow workflow;
     const Result<TransferPlan> plan = planFrom(parser, workflow, kind);
-    if (!plan) {
-        Io::err(plan.message());
-        return failed;
-    }
+    if (!plan)
+        return Io::fail(plan.message());
     // The plan goes where it does not spoil a JSON answer, and out before the work starts.
     (json ? Io::err : Io::out)(planText(*plan));
     fflush(stdout);
     if (!yes) {
-        if (!::isatty(STDIN_FILENO)) {
-            Io::err(QStringLiteral("Sin terminal no se puede confirmar; añade --yes para transferir sin preguntar"));
-            return failed;
-        }
-        if (!confirmed(*plan)) {
-            Io::err(Cancelled().message());
-            return failed;
-        }
+        if (!::isatty(STDIN_FILENO))
+            return Io::fail(QStringLiteral("Sin terminal no se puede confirmar; añade --yes para transferir sin preguntar"));
+        if (!confirmed(*plan))
+            return Io::fail(Cancelled().message());
     }
 
     const Result<TransferReceipt> receipt = workflow.execute(*plan).result();
-    if (!receipt) {
-        Io::err(receipt.message());
-        return failed;
-    }
+    if (!receipt)
+        return Io::fail(receipt.message());
     if (json) {
         QJsonArray folders;
         for (const QString& folder : receipt->recoveryFolders)
@@ -170,6 +141,33 @@ int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind
     }
     Io::out(text);
     return success;
+}
+
+} // namespace
+
+int TransferCommand::runPlan(const QStringList& arguments)
+{
+    const Syntax syntax = transferSyntax(
+        QStringLiteral("Muestra lo que harían copy o move: cada archivo que viajaría, con su tamaño en bytes, y el "
+                       "destino. No cambia nada. Con --json escribe el plan tal como lo guarda el diario "
+                       "transaction.json. "),
+        {QCommandLineOption(QStringLiteral("copy"), QStringLiteral("Planea una copia.")),
+         QCommandLineOption(QStringLiteral("move"), QStringLiteral("Planea un traslado."))});
+    return runWithDestination(arguments, syntax, showPlan);
+}
+
+int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind)
+{
+    const QString what = kind == TransferKind::copy
+        ? QStringLiteral("Copia cada FOTO con sus archivos asociados a DESTINO. ")
+        : QStringLiteral("Mueve cada FOTO con sus archivos asociados a DESTINO; los originales quedan en "
+                         ".vantelor-move-recovery/<id> junto a ellos. ");
+    const Syntax syntax = transferSyntax(
+        what + QStringLiteral("Muestra el plan y pide confirmación (salvo con --yes); sin terminal y sin --yes no "
+                              "hace nada. Cada copia se verifica con SHA-256 antes de colocarla; si algo falla, se "
+                              "deshace lo hecho. "),
+        {QCommandLineOption(yesOption, QStringLiteral("Transfiere sin preguntar."))});
+    return runWithDestination(arguments, syntax, [kind](const QCommandLineParser& parser) { return transfer(parser, kind); });
 }
 
 } // namespace vantelor::cli

@@ -76,15 +76,16 @@ public:
     }
 
 private:
-    int read(const QStringList& arguments)
+    static int read(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        const int early = parseArguments(parser, arguments,
-            QStringLiteral("Escribe la valoración (−1 a 5) y la etiqueta de color que guarda el XMP de cada NEF. "
-                           "Los NEF de una carpeta se leen con un solo listado."),
-            QStringLiteral("NEF…"), 1);
-        if (early >= 0)
-            return early;
+        const Syntax syntax{QStringLiteral("Escribe la valoración (−1 a 5) y la etiqueta de color que guarda el XMP de "
+                                           "cada NEF. Los NEF de una carpeta se leen con un solo listado."),
+                            QStringLiteral("NEF…"), 1};
+        return runParsed(arguments, syntax, readSidecars);
+    }
+
+    static int readSidecars(const QCommandLineParser& parser)
+    {
         const QList<QString> raws = cleanedPaths(parser.positionalArguments());
         XMPService service;
         const QList<Result<XMPSnapshot>> results = service.readEach(raws, /*checkPhotos=*/true).result();
@@ -125,22 +126,21 @@ private:
         return allRead ? success : failed;
     }
 
-    int set(const QStringList& arguments)
+    static int set(const QStringList& arguments)
     {
-        QCommandLineParser parser;
-        parser.addOption(QCommandLineOption(QStringLiteral("rating"), QStringLiteral("Valoración de −1 a 5."),
-                                            QStringLiteral("N")));
-        parser.addOption(QCommandLineOption(QStringLiteral("label"),
-                                            QStringLiteral("Etiqueta de color: none, red, yellow, green, blue o purple."),
-                                            QStringLiteral("COLOR")));
-        const int early = parseArguments(parser, arguments,
+        const Syntax syntax{
             QStringLiteral("Guarda la valoración y/o la etiqueta de color en el XMP de cada NEF, sin tocar el NEF ni "
                            "nada más del XMP. Si otro programa cambió el XMP mientras tanto, no se guarda. La versión "
                            "anterior queda en .vantelor-backups junto a las fotos."),
-            QStringLiteral("NEF…"), 1);
-        if (early >= 0)
-            return early;
+            QStringLiteral("NEF…"), 1,
+            {QCommandLineOption(QStringLiteral("rating"), QStringLiteral("Valoración de −1 a 5."), QStringLiteral("N")),
+             QCommandLineOption(QStringLiteral("label"), QStringLiteral("Etiqueta de color: none, red, yellow, green, blue o purple."),
+                                QStringLiteral("COLOR"))}};
+        return runParsed(arguments, syntax, saveSidecars);
+    }
 
+    static int saveSidecars(const QCommandLineParser& parser)
+    {
         XMPPatch patch;
         if (parser.isSet(QStringLiteral("rating"))) {
             bool isNumber = false;

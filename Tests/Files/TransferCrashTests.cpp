@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Support/CliRunner.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 #include "TransferTestSupport.h"

@@ -49,10 +49,7 @@ TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
     for (const char* name : {"A.NEF", "A.xmp", "a.JPG", "A.NEF.xmp", "A.pp3", "B.NEF", "AB.NEF", ".A.tmp"})
         box.write(QStringLiteral("src/") + QLatin1String(name), patternBytes(100 + int(strlen(name)), int(name[1])));
 
-    const struct {
-        QStringList selected;
-        QStringList expected;
-    } rows[] = {
+    const struct { QStringList selected; QStringList expected; } rows[] = {
         {{"A.NEF"}, {"A.NEF", "A.pp3", "A.xmp", "a.JPG"}},
         {{"A.NEF", "a.JPG", "A.NEF"}, {"A.NEF", "A.pp3", "A.xmp", "a.JPG"}},
         {{"B.NEF", "A.xmp"}, {"A.NEF", "A.pp3", "A.xmp", "B.NEF", "a.JPG"}},
@@ -105,12 +102,7 @@ TEST(TransferPlanning, RefusesWhatCannotTravelSafely)
 
     const auto invalid = [](const char* text) { return Failure(WorkflowError::invalid(QString::fromUtf8(text))); };
     const auto conflict = [](const char* text) { return Failure(WorkflowError::conflict(QString::fromUtf8(text))); };
-    const struct {
-        const char* what;
-        QStringList sources;
-        QString destination;
-        Failure expected;
-    } rows[] = {
+    const struct { const char* what; QStringList sources; QString destination; Failure expected; } rows[] = {
         {"destination missing", {src + "/A.NEF"}, box.file("falta"), invalid("El destino no es una carpeta")},
         {"destination is a file", {src + "/A.NEF"}, box.file("archivo"), invalid("El destino no es una carpeta")},
         {"empty selection", {}, dest, invalid("Selecciona primero las fotografías")},

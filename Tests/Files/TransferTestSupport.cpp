@@ -1,12 +1,12 @@
 #include "TransferTestSupport.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "Files/FileWorkflow.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -21,71 +21,6 @@ QByteArray patternBytes(qsizetype size, int seed)
         bytes[i] = char(state >> 24);
     }
     return bytes;
-}
-
-static QStringList namesIn(const QString& folder, bool includeHidden)
-{
-    QStringList names;
-    DIR* dir = opendir(Paths::encode(folder).constData());
-    if (!dir)
-        return names;
-    while (const dirent* entry = readdir(dir)) {
-        const QByteArray name(entry->d_name);
-        if (name == "." || name == "..")
-            continue;
-        if (!includeHidden && name.startsWith('.'))
-            continue;
-        names.append(Paths::decode(name));
-    }
-    closedir(dir);
-    names.sort();
-    return names;
-}
-
-QStringList visibleNames(const QString& folder)
-{
-    return namesIn(folder, false);
-}
-
-QStringList allNames(const QString& folder)
-{
-    return namesIn(folder, true);
-}
-
-bool pathExists(const QString& path)
-{
-    struct stat st {};
-    return lstat(Paths::encode(path).constData(), &st) == 0;
-}
-
-static void collect(const QString& root, const QString& relative, std::map<QString, QByteArray>& out)
-{
-    const QString folder = relative.isEmpty() ? root : Paths::join(root, relative);
-    for (const QString& name : allNames(folder)) {
-        const QString rel = relative.isEmpty() ? name : relative + QLatin1Char('/') + name;
-        const QString path = Paths::join(root, rel);
-        struct stat st {};
-        lstat(Paths::encode(path).constData(), &st);
-        if (S_ISDIR(st.st_mode)) {
-            out[rel + QLatin1Char('/')] = QByteArray();
-            collect(root, rel, out);
-        } else if (S_ISLNK(st.st_mode)) {
-            char target[4096];
-            const ssize_t n = readlink(Paths::encode(path).constData(), target, sizeof target);
-            out[rel] = "-> " + QByteArray(target, int(std::max<ssize_t>(n, 0)));
-        } else if (S_ISREG(st.st_mode)) {
-            out[rel] = readFile(path);
-        } else {
-            out[rel] = "<special>";
-        }
-    }
-}
-
-std::map<QString, QByteArray> treeContents(const QString& folder)
-{
-    std::map<QString, QByteArray> out;
-    collect(folder, QString(), out);
-    return out;
 }
 
 Originals originalsOf(const QStringList& paths)
@@ -146,73 +81,85 @@ const char* FailingFileSystem::callName(Call call)
     return "?";
 }
 
-std::optional<Status> FailingFileSystem::intercept(Call call, const QString& path)
+Status FailingFileSystem::pass(Call call, const QString& path, const std::function<Status()>& real)
 {
     const int n = ++m_counts[int(call)];
     if (beforeCall)
         beforeCall(call, n, path);
     if (m_call && *m_call == call && (n == m_occurrence || (m_persistent && n > m_occurrence))) {
         m_fired = true;
-        return Status(SystemError(m_error, path));
+        return SystemError(m_error, path);
     }
-    return std::nullopt;
+    return real();
 }
 
 Status FailingFileSystem::copyFile(const QString& from, const QString& to)
 {
-    if (auto failed = intercept(Call::copy, to))
-        return *failed;
-    return TransferFileSystem::copyFile(from, to);
+    return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); });
 }
 
 Status FailingFileSystem::renameExclusive(const QString& from, const QString& to)
 {
-    if (auto failed = intercept(Call::rename, to))
-        return *failed;
-    return TransferFileSystem::renameExclusive(from, to);
+    return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); });
 }
 
 Status FailingFileSystem::removeFile(const QString& path)
 {
-    if (auto failed = intercept(Call::remove, path))
-        return *failed;
-    return TransferFileSystem::removeFile(path);
+    return pass(Call::remove, path, [&] { return TransferFileSystem::removeFile(path); });
 }
 
 Status FailingFileSystem::createFolder(const QString& path)
 {
-    if (auto failed = intercept(Call::createFolder, path))
-        return *failed;
-    return TransferFileSystem::createFolder(path);
+    return pass(Call::createFolder, path, [&] { return TransferFileSystem::createFolder(path); });
 }
 
 Status FailingFileSystem::removeFolder(const QString& path)
 {
-    if (auto failed = intercept(Call::removeFolder, path))
-        return *failed;
-    return TransferFileSystem::removeFolder(path);
+    return pass(Call::removeFolder, path, [&] { return TransferFileSystem::removeFolder(path); });
 }
 
 Status FailingFileSystem::writeNewFile(const QString& path, const QByteArray& bytes)
 {
-    if (auto failed = intercept(Call::writeNewFile, path))
-        return *failed;
     // As the real call, without its fsync.
-    const int fd = ::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return SystemError::fromErrno(path);
-    const bool written = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
-    ::close(fd);
-    if (!written)
-        return SystemError(EIO, path);
-    return Done{};
+    return pass(Call::writeNewFile, path, [&]() -> Status {
+        const int fd = ::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+        if (fd < 0)
+            return SystemError::fromErrno(path);
+        const bool written = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+        ::close(fd);
+        if (!written)
+            return SystemError(EIO, path);
+        return Done{};
+    });
 }
 
 Status FailingFileSystem::sync(const QString& path)
 {
-    if (auto failed = intercept(Call::sync, path))
-        return *failed;
-    return Done{};
+    return pass(Call::sync, path, [] { return Status(Done{}); });
+}
+
+Shoot::Shoot(int count, qsizetype photoBytes)
+{
+    for (int n = 1; n <= count; ++n) {
+        const QString base = QStringLiteral("src/DSC_%1").arg(n, 4, 10, QLatin1Char('0'));
+        photos.append(box.write(base + QStringLiteral(".NEF"), patternBytes(photoBytes + n, n)));
+        box.write(base + QStringLiteral(".xmp"), patternBytes(300 + n, 10 + n));
+    }
+    for (const QString& name : visibleNames(src))
+        originals[Paths::join(src, name)] = readFile(Paths::join(src, name));
+}
+
+TransferPlan Shoot::plan(TransferKind kind, const QStringList& selected) const
+{
+    FileWorkflow workflow;
+    auto planned = workflow.plan(selected.isEmpty() ? photos : selected, dest, kind).result();
+    EXPECT_TRUE(planned.ok()) << planned.message().toStdString();
+    return planned.ok() ? *planned : TransferPlan{};
+}
+
+QString Shoot::staging(const TransferPlan& plan) const
+{
+    return Paths::join(dest, QStringLiteral(".vantelor-transfer-") + plan.idText());
 }
 
 } // namespace vantelor::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 
@@ -8,20 +9,13 @@
 #include <QStringList>
 
 #include "Files/TransferFileSystem.h"
-#include "Support/CliRunner.h"
+#include "Files/TransferPlan.h"
+#include "Support/Sandbox.h"
 
 namespace vantelor::test {
 
 // Deterministic contents of a given length, different for each seed.
 QByteArray patternBytes(qsizetype size, int seed);
-
-// Every file under a folder (hidden ones included), by path relative to it, with its bytes.
-// Symbolic links are listed as "-> target".
-std::map<QString, QByteArray> treeContents(const QString& folder);
-// The visible entries of a folder, by name.
-QStringList visibleNames(const QString& folder);
-QStringList allNames(const QString& folder);
-bool pathExists(const QString& path);
 
 // What a test knows about the originals of a transfer: path and bytes.
 using Originals = std::map<QString, QByteArray>;
@@ -59,7 +53,8 @@ public:
     std::function<void(Call, int, const QString&)> beforeCall;
 
 private:
-    std::optional<Status> intercept(Call call, const QString& path);
+    // Counts the call, lets the test act, then fails it or makes the real one.
+    Status pass(Call call, const QString& path, const std::function<Status()>& real);
 
     std::optional<Call> m_call;
     int m_occurrence = 0;
@@ -67,6 +62,21 @@ private:
     bool m_persistent = false;
     bool m_fired = false;
     int m_counts[7] = {};
+};
+
+// A folder "src" of NEF photos (DSC_0001.NEF …), each with a ".xmp" sidecar, and an empty
+// folder "dest" beside it.
+struct Shoot {
+    explicit Shoot(int count = 2, qsizetype photoBytes = 3000);
+    Sandbox box;
+    QString src = box.mkdir(QStringLiteral("src"));
+    QString dest = box.mkdir(QStringLiteral("dest"));
+    QStringList photos;
+    Originals originals;
+
+    // Plans the photos (or the selected ones) into dest.
+    TransferPlan plan(TransferKind kind, const QStringList& selected = {}) const;
+    QString staging(const TransferPlan& plan) const;
 };
 
 } // namespace vantelor::test

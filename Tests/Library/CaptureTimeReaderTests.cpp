@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
-
 #include <QtEndian>
 
 #include "Library/CaptureTimeReader.h"
@@ -29,28 +26,12 @@ ExifInfo dated(const char* text)
 
 const QDateTime march1 = QDateTime(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
 
-// Runs a block with the machine's time zone set to another place, restoring it afterwards.
-struct TimeZoneOverride {
-    explicit TimeZoneOverride(const char* zone)
-    {
-        if (const char* old = getenv("TZ"))
-            m_old = old;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~TimeZoneOverride()
-    {
-        m_old.empty() ? unsetenv("TZ") : setenv("TZ", m_old.c_str(), 1);
-        tzset();
-    }
-    std::string m_old;
-};
-
 } // namespace
 
 TEST(CaptureTimeReader, ExifTimesAreReadAsUtcWhateverTheMachinesZone)
 {
-    TimeZoneOverride zone("America/Santiago");
+    EnvironmentGuard environment;
+    environment.set("TZ", QByteArray("America/Santiago"));
     Sandbox box;
     NefLayout littleNef;
     littleNef.previews = {makeJpeg(64, 48)};
@@ -78,10 +59,7 @@ TEST(CaptureTimeReader, ExifTimesAreReadAsUtcWhateverTheMachinesZone)
 
 TEST(CaptureTimeReader, TimeTextMustBeExact)
 {
-    const struct {
-        const char* text;
-        bool valid;
-    } rows[] = {
+    const struct { const char* text; bool valid; } rows[] = {
         {"2024:03:01 10:15:30", true},   {"2024:02:29 23:59:59", true},  {"2024:03:01 10:15:30  ", true},
         {"2023:02:29 10:15:30", false},  {"2024:13:01 10:15:30", false}, {"2024:03:01 24:00:00", false},
         {"2024-03-01 10:15:30", false},  {"2024:03:01T10:15:30", false}, {"    :  :     :  :  ", false},
@@ -138,6 +116,41 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
     ASSERT_EQ(table.size(), 2) << table.keys().join(QLatin1Char(' ')).toStdString();
     EXPECT_EQ(table.value(box.file(QStringLiteral("good.nef"))), march1);
     EXPECT_EQ(table.value(box.file(QStringLiteral("cut-in-data.nef"))), march1);
+}
+
+TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
+{
+    const QByteArray soi("\xFF\xD8", 2);
+    const QByteArray exif = jpegSegment(0xE1, exifApp1(dated("2024:03:01 10:15:30")));
+    const QByteArray xmp = jpegSegment(0xE1, QByteArray("http://ns.adobe.com/xap/1.0/\0<x:xmpmeta/>", 41));
+    const QByteArray image = makeJpeg(16, 16).mid(2);  // APP0 to EOI
+    const struct { const char* name; QByteArray bytes; bool found; } rows[] = {
+        {"xmp in the first APP1", soi + xmp + exif + image, true},
+        {"fill bytes", soi + QByteArray(2, '\xFF') + exif.mid(1) + image, true},
+        {"TEM", soi + QByteArray("\xFF\x01", 2) + exif + image, true},
+        {"RST0", soi + QByteArray("\xFF\xD0", 2) + exif + image, true},
+        {"RST7", soi + QByteArray("\xFF\xD7", 2) + exif + image, true},
+        {"a second SOI", soi + soi + exif + image, true},
+        {"xmp only", soi + xmp + image, false},
+        {"after the scan", soi + image.chopped(2) + exif, false},
+    };
+    Sandbox box;
+    for (const auto& row : rows)
+        EXPECT_EQ(CaptureTimeReader::captureTime(box.write(QStringLiteral("a.jpg"), row.bytes)), row.found ? std::optional(march1) : std::nullopt)
+            << row.name;
+}
+
+TEST(CaptureTimeReader, AnIfdOfUpTo512EntriesIsRead)
+{
+    Sandbox box;
+    for (const int entries : {512, 513}) {
+        TiffIfd ifd0;
+        for (int i = 0; i < entries - 1; ++i)
+            ifd0.shorts(quint16(0x1000 + i), {1});
+        ifd0.exif(exifIfd(dated("2024:03:01 10:15:30")));
+        const QString path = box.write(QStringLiteral("a.tif"), TiffWriter::write({ifd0}));
+        EXPECT_EQ(CaptureTimeReader::captureTime(path).has_value(), entries == 512) << entries;
+    }
 }
 
 TEST(CaptureTimeReader, CancellingMidwayKeepsTheTimesReadSoFar)

@@ -71,12 +71,7 @@ QByteArray replacedOnce(QByteArray bytes, const QByteArray& from, const QByteArr
 
 TEST(XMPDocumentValues, ratingTextsAreReadOrRefused)
 {
-    const struct {
-        QByteArray attributes;
-        QByteArray children;
-        int rating;
-        const char* error;
-    } rows[] = {
+    const struct { QByteArray attributes; QByteArray children; int rating; const char* error; } rows[] = {
         {"", "", 0, nullptr},
         {" xmp:Rating=\"5\"", "", 5, nullptr},
         {" xmp:Rating=\"  5 \"", "", 5, nullptr},
@@ -148,10 +143,7 @@ TEST(XMPDocumentParsing, unsafeOrUnsupportedDocumentsAreRefusedWithTheirMessage)
                            "<!ENTITY lol2 \"&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;\">"
                            "<!ENTITY lol3 \"&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;\">]>"
                            "<lolz>&lol3;</lolz>";
-    const struct {
-        QByteArray bytes;
-        QString message;
-    } rows[] = {
+    const struct { QByteArray bytes; QString message; } rows[] = {
         {lol, unsafe},
         {"<!DOCTYPE x SYSTEM \"file:///etc/passwd\"><x>&xxe;</x>", unsafe},
         {"<!doctype x PUBLIC \"-//x\" \"http://example.com/x.dtd\"><x/>", unsafe},
@@ -270,12 +262,7 @@ TEST(XMPDocumentPatching, aValueAlreadyThereKeepsItsBytes)
 
 TEST(XMPDocumentPatching, complexOrAmbiguousPropertiesAreNeverTouched)
 {
-    const struct {
-        QByteArray bytes;
-        std::optional<int> rating;
-        const char* label;
-        QString message;
-    } rows[] = {
+    const struct { QByteArray bytes; std::optional<int> rating; const char* label; QString message; } rows[] = {
         {sidecar("", "<xmp:Label><rdf:Alt><rdf:li xml:lang=\"x-default\">Red</rdf:li></rdf:Alt></xmp:Label>"),
          std::nullopt, "Blue",
          QStringLiteral("El campo XMP complejo Label no se puede reemplazar de forma segura")},

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
+
 #include "Metadata/SidecarReader.h"
 #include "Metadata/XMPService.h"
 #include "Support/ImageFixtures.h"
@@ -17,6 +19,11 @@ namespace vantelor {
 namespace {
 
 using test::Sandbox;
+
+int openDescriptors()
+{
+    return int(QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
+}
 
 const QByteArray& nefBytes()
 {
@@ -93,11 +100,7 @@ TEST(XMPServiceRead, unsafeSidecarsAreRefusedAndNothingIsCreated)
     const QByteArray xmp = test::XmpFixtures::lightroom(4, QStringLiteral("Blue"));
     const QString unsafe = QStringLiteral("Archivo XMP inseguro o demasiado grande");
     const QString link = QStringLiteral("Archivo XMP rechazado: enlace simbólico");
-    const struct {
-        const char* name;
-        std::function<void(const Sandbox&)> make;
-        QString error;
-    } rows[] = {
+    const struct { const char* name; std::function<void(const Sandbox&)> make; QString error; } rows[] = {
         {"link to a valid sidecar", [&](const Sandbox& b) { b.write(QStringLiteral("real.xmp"), xmp); b.symlink(b.file(QStringLiteral("real.xmp")), QStringLiteral("X.xmp")); }, unsafe},
         {"dangling link", [](const Sandbox& b) { b.symlink(b.file(QStringLiteral("gone.xmp")), QStringLiteral("X.xmp")); }, link},
         {"link to itself", [](const Sandbox& b) { b.symlink(b.file(QStringLiteral("X.xmp")), QStringLiteral("X.xmp")); }, link},
@@ -107,6 +110,9 @@ TEST(XMPServiceRead, unsafeSidecarsAreRefusedAndNothingIsCreated)
         {"exactly 16 MiB is read", [&](const Sandbox& b) { b.write(QStringLiteral("X.xmp"), xmp + QByteArray(SidecarReader::maximumSize - xmp.size(), ' ')); }, {}},
     };
     XMPService service;
+    // The service's worker holds descriptors of its own once it has started.
+    ASSERT_TRUE(service.read(QStringLiteral("/nonexistent/A.NEF")).result().message().endsWith(QStringLiteral("No such file or directory")));
+    const int descriptors = openDescriptors();
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Sandbox box;
@@ -122,6 +128,16 @@ TEST(XMPServiceRead, unsafeSidecarsAreRefusedAndNothingIsCreated)
         }
         EXPECT_FALSE(box.exists(QStringLiteral(".vantelor-backups")));
     }
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST(XMPServiceRead, aSidecarWhoseReadFailsIsAnErrorAndItsFileIsClosed)
+{
+    // A regular file whose read fails: a process's memory at address 0.
+    const QString memory = QStringLiteral("/proc/self/mem");
+    const int descriptors = openDescriptors();
+    EXPECT_EQ(SidecarReader::readSidecar(memory).message(), SystemError(EIO, memory).message());
+    EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 TEST(XMPServiceRead, aSidecarLargerThanItsSizeSaidIsRefused)

@@ -1,8 +1,5 @@
-#include <dirent.h>
 #include <fcntl.h>
-#include <map>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,26 +26,10 @@ const QByteArray& nefBytes()
     return bytes;
 }
 
-QStringList namesIn(const QString& folder)
-{
-    QStringList out;
-    DIR* dir = ::opendir(Paths::encode(folder).constData());
-    if (!dir)
-        return out;
-    while (const dirent* entry = ::readdir(dir)) {
-        const QByteArray name(entry->d_name);
-        if (name != "." && name != "..")
-            out.append(Paths::decode(name));
-    }
-    ::closedir(dir);
-    out.sort();
-    return out;
-}
-
 QStringList temporaries(const QString& folder)
 {
     QStringList out;
-    for (const QString& name : namesIn(folder))
+    for (const QString& name : test::allNames(folder))
         if (name.startsWith(QLatin1String(".vantelor-")) && name.endsWith(QLatin1String(".xmp")))
             out.append(name);
     return out;
@@ -58,7 +39,7 @@ QList<QByteArray> backups(const QString& folder)
 {
     QList<QByteArray> out;
     const QString backupFolder = Paths::join(folder, QStringLiteral(".vantelor-backups"));
-    for (const QString& name : namesIn(backupFolder))
+    for (const QString& name : test::allNames(backupFolder))
         out.append(test::readFile(Paths::join(backupFolder, name)));
     return out;
 }
@@ -120,7 +101,7 @@ TEST(XMPServiceSave, aFirstSaveCreatesTheSidecarFromTheTemplateWithoutBackups)
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
               "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
               "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\" xmp:Label=\"green\"/></rdf:RDF></x:xmpmeta>");
-    EXPECT_EQ(namesIn(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
+    EXPECT_EQ(test::allNames(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
     // A new sidecar gets the user's default permissions, as any new file would.
     const mode_t mask = ::umask(022);
     ::umask(mask);
@@ -148,7 +129,7 @@ TEST(XMPServiceSave, everyReplacingSaveKeepsTheVersionItReplaced)
     QList<QByteArray> versions{original, *first->data};
     std::sort(versions.begin(), versions.end());
     EXPECT_EQ(kept, versions);
-    for (const QString& name : namesIn(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))))
+    for (const QString& name : test::allNames(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))))
         EXPECT_TRUE(QRegularExpression(QStringLiteral("^DSC_0001\\.xmp\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch())
             << name.toStdString();
     EXPECT_TRUE(temporaries(scene.folder()).isEmpty());
@@ -169,7 +150,7 @@ TEST(XMPServiceSave, aPatchThatChangesNothingWritesNothing)
         ASSERT_TRUE(saved.ok()) << saved.message().toStdString();
         EXPECT_EQ(*saved, before);
     }
-    EXPECT_EQ(namesIn(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
+    EXPECT_EQ(test::allNames(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
 }
 
 TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
@@ -211,7 +192,7 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
         Scene scene(original);
         XMPSnapshot snapshot = scene.read();
         row.arrange(scene, snapshot);
-        const QStringList namesBefore = namesIn(scene.folder());
+        const QStringList namesBefore = test::allNames(scene.folder());
         const QByteArray bytesBefore = test::readFile(scene.sidecar);
         const Result<XMPSnapshot> saved = scene.save(snapshot, row.patch);
         ASSERT_FALSE(saved.ok());
@@ -220,7 +201,7 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
         ASSERT_TRUE(error);
         EXPECT_EQ(error->kind(), row.kind);
         EXPECT_EQ(test::readFile(scene.sidecar), bytesBefore);
-        QStringList namesAfter = namesIn(scene.folder());
+        QStringList namesAfter = test::allNames(scene.folder());
         namesAfter.removeAll(QStringLiteral(".vantelor-backups"));   // may be made before the last check
         QStringList expectedNames = namesBefore;
         expectedNames.removeAll(QStringLiteral(".vantelor-backups"));
@@ -360,7 +341,7 @@ TEST(XMPServiceSave, theAtomicSwapIsUsedWhereTheVolumeHasIt)
     ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &before), 0);
     ASSERT_TRUE(scene.save(scene.read(), ratingPatch(4)).ok());
     const QString backupFolder = Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"));
-    const QStringList names = namesIn(backupFolder);
+    const QStringList names = test::allNames(backupFolder);
     ASSERT_EQ(names.size(), 1);
     struct stat backup {};
     ASSERT_EQ(::stat(Paths::encode(Paths::join(backupFolder, names.front())).constData(), &backup), 0);
@@ -385,45 +366,11 @@ TEST(XMPServiceSave, aLockedSidecarOnThePortablePathIsBusy)
     EXPECT_TRUE(backups(scene.folder()).isEmpty());
 }
 
-// A small file system of our own, for a full disk and a read-only folder; needs root.
-class SmallVolume {
-public:
-    explicit SmallVolume(const QString& path, const char* options) : m_path(path)
-    {
-        m_mounted = ::geteuid() == 0
-            && ::mount("tmpfs", Paths::encode(path).constData(), "tmpfs", 0, options) == 0;
-    }
-    ~SmallVolume()
-    {
-        if (m_mounted)
-            ::umount2(Paths::encode(m_path).constData(), MNT_DETACH);
-    }
-    bool mounted() const { return m_mounted; }
-    bool remountReadOnly()
-    {
-        return ::mount("tmpfs", Paths::encode(m_path).constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-
-private:
-    QString m_path;
-    bool m_mounted = false;
-};
-
-void fillUp(const QString& folder)
-{
-    const int fd = ::open(Paths::encode(Paths::join(folder, QStringLiteral("filler"))).constData(), O_WRONLY | O_CREAT, 0644);
-    ASSERT_GE(fd, 0);
-    const QByteArray block(4096, 'x');
-    while (::write(fd, block.constData(), size_t(block.size())) > 0) {
-    }
-    ::close(fd);
-}
-
 TEST(XMPServiceSave, aFullDiskLeavesTheOldSidecarWhole)
 {
     Sandbox outer;
     const QString volume = outer.mkdir(QStringLiteral("volume"));
-    SmallVolume small(volume, "size=256k");
+    test::SmallVolume small(volume, "size=256k");
     if (!small.mounted())
         GTEST_SKIP() << "mounting a small tmpfs needs root";
     const QString noSpace = QStringLiteral("No space left on device");
@@ -458,13 +405,13 @@ TEST(XMPServiceSave, aFullDiskLeavesTheOldSidecarWhole)
         if (row.fillJustBeforePlacing)
             seam.atStep = [&](XMPSaveStep step) {
                 if (step == XMPSaveStep::checkedAgain)
-                    fillUp(folder);
+                    test::fillUp(folder);
             };
         service.setSaveSeam(seam);
         const Result<XMPSnapshot> snapshot = service.read(raw).result();
         ASSERT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
         if (!row.fillJustBeforePlacing)
-            fillUp(folder);
+            test::fillUp(folder);
         const Result<XMPSnapshot> saved = service.save(*snapshot, ratingPatch(4)).result();
         ::unlink(Paths::encode(Paths::join(folder, QStringLiteral("filler"))).constData());
         ASSERT_FALSE(saved.ok());
@@ -483,7 +430,7 @@ TEST(XMPServiceSave, aReadOnlyFolderIsReportedAndLeftAlone)
 {
     Sandbox outer;
     const QString volume = outer.mkdir(QStringLiteral("volume"));
-    SmallVolume small(volume, "size=1m");
+    test::SmallVolume small(volume, "size=1m");
     const bool asRoot = small.mounted();
     const QString folder = asRoot ? volume : outer.mkdir(QStringLiteral("plain"));
     const QString raw = Paths::join(folder, QStringLiteral("DSC_0001.NEF"));
@@ -506,7 +453,7 @@ TEST(XMPServiceSave, aReadOnlyFolderIsReportedAndLeftAlone)
         EXPECT_TRUE(saved.message().endsWith(asRoot ? QStringLiteral(": Read-only file system") : QStringLiteral(": Permission denied")))
             << saved.message().toStdString();
     }
-    EXPECT_EQ(namesIn(folder), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "DSC_0002.NEF"}));
+    EXPECT_EQ(test::allNames(folder), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "DSC_0002.NEF"}));
     EXPECT_EQ(test::readFile(Paths::join(folder, QStringLiteral("DSC_0001.xmp"))), original);
     if (!asRoot)
         ::chmod(Paths::encode(folder).constData(), 0755);

@@ -38,149 +38,80 @@ TEST(NikonPreview, TakesTheLongestPreviewWhateverItsPlaceAndByteOrder)
 {
     const QByteArray small = jpegOfLength(1000, 1);
     const QByteArray large = jpegOfLength(2'000'000, 2);
-    const struct {
-        QList<QByteArray> previews;
-        bool littleEndian;
-    } rows[] = {
-        {{small, large}, false},
-        {{large, small}, false},
-        {{small, large}, true},
-        {{large, small}, true},
+    const QByteArray equal1 = jpegOfLength(5000, 1), equal2 = jpegOfLength(5000, 2);
+    QByteArray notJpeg = jpegOfLength(9000, 3);
+    notJpeg[0] = 'N';
+    const struct { QList<QByteArray> previews; bool littleEndian; std::optional<QByteArray> found; } rows[] = {
+        {{small, large}, false, large},
+        {{large, small}, false, large},
+        {{small, large}, true, large},
+        {{large, small}, true, large},
+        {{equal1, equal2}, false, equal2},  // sub-IFDs are visited from the last listed to the first
+        {{small, notJpeg}, false, std::nullopt},
     };
     for (const auto& row : rows) {
         NefLayout layout;
         layout.previews = row.previews;
         layout.littleEndian = row.littleEndian;
-        const auto found = locateIn(makeNef(layout));
-        ASSERT_TRUE(found.has_value());
-        EXPECT_EQ(*found, large);
+        EXPECT_EQ(locateIn(makeNef(layout)), row.found);
     }
-}
-
-TEST(NikonPreview, OnEqualLengthsKeepsTheFirstVisited)
-{
-    // Sub-IFDs are visited from the last listed to the first.
-    NefLayout layout;
-    layout.previews = {jpegOfLength(5000, 1), jpegOfLength(5000, 2)};
-    const auto found = locateIn(makeNef(layout));
-    ASSERT_TRUE(found.has_value());
-    EXPECT_EQ(*found, layout.previews[1]);
-}
-
-TEST(NikonPreview, LooksOnlyAtNefFilesByExtension)
-{
-    NefLayout layout;
-    layout.previews = {makeJpeg(64, 48)};
-    const QByteArray nef = makeNef(layout);
-    EXPECT_TRUE(locateIn(nef, QStringLiteral("a.NEF")).has_value());
-    EXPECT_TRUE(locateIn(nef, QStringLiteral("a.nef")).has_value());
-    EXPECT_TRUE(locateIn(nef, QStringLiteral("a.Nef")).has_value());
-    EXPECT_FALSE(locateIn(nef, QStringLiteral("a.tif")).has_value());
-    EXPECT_FALSE(locateIn(nef, QStringLiteral("a.nrw")).has_value());
-    EXPECT_FALSE(locateIn(nef, QStringLiteral("nef")).has_value());
+    for (const char* name : {"a.NEF", "a.nef", "a.Nef", "a.tif", "a.nrw", "nef"})
+        EXPECT_EQ(locateIn(makeNef(64, 48), QString::fromLatin1(name)).has_value(), QByteArray(name).toLower().endsWith(".nef")) << name;
     EXPECT_FALSE(NikonPreview::jpeg(QStringLiteral("/nonexistent/a.nef")).has_value());
 }
 
-TEST(NikonPreview, RefusesBrokenHeaders)
-{
-    NefLayout layout;
-    layout.previews = {makeJpeg(64, 48)};
-    const QByteArray nef = makeNef(layout);
-    QByteArray badMark = nef;
-    badMark[0] = 'X';
-    QByteArray badMagic = nef;
-    badMagic[3] = 43;
-    QByteArray firstIfdPastEnd = nef;
-    firstIfdPastEnd.replace(4, 4, QByteArray("\x7F\xFF\xFF\xFF", 4));
-    for (const QByteArray& file : {QByteArray(), nef.left(7), nef.left(8), badMark, badMagic, firstIfdPastEnd, nef.left(200)})
-        EXPECT_FALSE(locateIn(file).has_value()) << file.size();
-}
-
-TEST(NikonPreview, RejectsCandidatesOutsideTheRules)
+TEST(NikonPreview, RefusesWhatBreaksTheRulesAndBoundsEveryWalk)
 {
     const QByteArray jpeg = makeJpeg(64, 48);
-    const auto withIfd = [](const TiffIfd& ifd) { return TiffWriter::write({ifd}, true); };
-
-    TiffIfd zeroLength;
-    zeroLength.raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 0);
-    TiffIfd tooLong;
-    tooLong.raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 33'554'433);
-    TiffIfd pastEnd;
-    pastEnd.raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 100'000);
-    TiffIfd onlyOffset;
-    onlyOffset.raw(0x201, 4, 1, 8);
-    TiffIfd onlyLength;
-    onlyLength.data(0x111, 0x202, jpeg);  // a length without an offset tag
-    TiffIfd offsetAsShort;
-    offsetAsShort.raw(0x201, 3, 1, 40).raw(0x202, 4, 1, quint32(jpeg.size()));
-    TiffIfd countTwo;
-    countTwo.raw(0x201, 4, 2, 40).raw(0x202, 4, 1, quint32(jpeg.size()));
-
-    for (const TiffIfd& ifd : {zeroLength, tooLong, pastEnd, onlyOffset, onlyLength, offsetAsShort, countTwo})
-        EXPECT_FALSE(locateIn(withIfd(ifd) + jpeg).has_value());
-
-    // The same structure with valid values is accepted, so the rows above fail for their reason.
-    TiffIfd valid;
-    valid.data(0x201, 0x202, jpeg);
-    EXPECT_TRUE(locateIn(withIfd(valid)).has_value());
-}
-
-TEST(NikonPreview, IgnoresSubIfdListsLongerThan32)
-{
-    const QByteArray jpeg = makeJpeg(64, 48);
-    // The last listed sub-IFD is visited first, so the preview there is within the 32-IFD limit.
-    QList<TiffIfd> children;
-    for (int i = 0; i < 32; ++i)
-        children.append(TiffIfd().longs(0xFE, {1}));
-    children.append(previewIfd(jpeg));
-    TiffIfd ifd0;
-    ifd0.subIfds(children);
-    EXPECT_FALSE(locateIn(TiffWriter::write({ifd0}, false)).has_value());
-
-    children.removeFirst();
-    TiffIfd ifd0With32;
-    ifd0With32.subIfds(children);
-    EXPECT_TRUE(locateIn(TiffWriter::write({ifd0With32}, false)).has_value());
-}
-
-TEST(NikonPreview, SurvivesLoopsAndKeepsWhatItFound)
-{
-    TiffIfd loop = previewIfd(makeJpeg(64, 48));
-    loop.raw(0x14A, 4, 1, 8);  // SubIFDs pointing back at IFD0 itself
-    const auto found = locateIn(TiffWriter::write({loop, TiffIfd().longs(0xFE, {1})}, true));
-    EXPECT_TRUE(found.has_value());
-}
-
-TEST(NikonPreview, StopsAfter32Ifds)
-{
-    // A main chain of IFDs; only the 33rd holds a preview.
-    for (const int previewAt : {31, 32}) {
-        QList<TiffIfd> chain;
-        for (int i = 0; i < 40; ++i)
-            chain.append(i == previewAt ? previewIfd(makeJpeg(64, 48)) : TiffIfd().longs(0xFE, {1}));
-        EXPECT_EQ(locateIn(TiffWriter::write(chain, true)).has_value(), previewAt < 32) << previewAt;
-    }
-}
-
-TEST(NikonPreview, AnIfdOfMoreThan512EntriesVoidsEverything)
-{
-    for (const int entries : {512, 513}) {
+    const QByteArray nef = makeNef(64, 48);
+    const auto withIfd = [&jpeg](const TiffIfd& ifd) { return TiffWriter::write({ifd}, true) + jpeg; };
+    const auto chain = [](int count, int previewAt) {
+        QList<TiffIfd> ifds;
+        for (int i = 0; i < count; ++i)
+            ifds.append(i == previewAt ? previewIfd(makeJpeg(64, 48)) : TiffIfd().longs(0xFE, {1}));
+        return TiffWriter::write(ifds, true);
+    };
+    const auto subIfds = [&jpeg](int empty) {
+        // The last listed sub-IFD is visited first.
+        QList<TiffIfd> children(empty, TiffIfd().longs(0xFE, {1}));
+        children.append(previewIfd(jpeg));
+        return TiffWriter::write({TiffIfd().subIfds(children)}, false);
+    };
+    const auto wide = [](int entries) {
         TiffIfd big;
         for (int i = 0; i < entries; ++i)
             big.raw(quint16(0x9000 + i), 4, 1, 0);
         // The valid preview comes first in the chain, the oversized IFD after it.
-        const auto found = locateIn(TiffWriter::write({previewIfd(makeJpeg(64, 48)), big}, true));
-        EXPECT_EQ(found.has_value(), entries == 512) << entries;
-    }
-}
-
-TEST(NikonPreview, ALargestCandidateThatIsNoJpegGivesNothing)
-{
-    QByteArray notJpeg = jpegOfLength(9000, 3);
-    notJpeg[0] = 'N';
-    NefLayout layout;
-    layout.previews = {makeJpeg(64, 48), notJpeg};
-    EXPECT_FALSE(locateIn(makeNef(layout)).has_value());
+        return TiffWriter::write({previewIfd(makeJpeg(64, 48)), big}, true);
+    };
+    TiffIfd loop = previewIfd(jpeg);
+    loop.raw(0x14A, 4, 1, 8);  // SubIFDs pointing back at IFD0 itself
+    const struct { const char* name; QByteArray file; bool found; } rows[] = {
+        {"empty", {}, false},
+        {"header cut", nef.left(7), false},
+        {"header only", nef.left(8), false},
+        {"structure cut", nef.left(200), false},
+        {"bad byte-order mark", QByteArray("X") + nef.mid(1), false},
+        {"bad magic", nef.left(3) + char(43) + nef.mid(4), false},
+        {"first IFD past the end", nef.left(4) + QByteArray("\x7F\xFF\xFF\xFF", 4) + nef.mid(8), false},
+        {"zero length", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 0)), false},
+        {"over 32 MiB", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 33'554'433)), false},
+        {"past the end", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 100'000)), false},
+        {"offset alone", withIfd(TiffIfd().raw(0x201, 4, 1, 8)), false},
+        {"length alone", TiffWriter::write({TiffIfd().data(0x111, 0x202, jpeg)}, true), false},
+        {"offset as SHORT", withIfd(TiffIfd().raw(0x201, 3, 1, 40).raw(0x202, 4, 1, quint32(jpeg.size()))), false},
+        {"offset count 2", withIfd(TiffIfd().raw(0x201, 4, 2, 40).raw(0x202, 4, 1, quint32(jpeg.size()))), false},
+        {"valid", TiffWriter::write({TiffIfd().data(0x201, 0x202, jpeg)}, true), true},
+        {"32 sub-IFDs", subIfds(31), true},
+        {"33 sub-IFDs", subIfds(32), false},
+        {"preview in the 32nd IFD", chain(40, 31), true},
+        {"preview in the 33rd IFD", chain(40, 32), false},
+        {"512 entries", wide(512), true},
+        {"513 entries void everything", wide(513), false},
+        {"a loop keeps what it found", TiffWriter::write({loop, TiffIfd().longs(0xFE, {1})}, true), true},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(locateIn(row.file).has_value(), row.found) << row.name;
 }
 
 TEST(NikonPreview, ReadsLittleBesidesThePreview)

@@ -40,11 +40,7 @@ using Source = PreviewResult::Source;
 
 TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
 {
-    const struct {
-        QSize size;
-        int max;
-        std::pair<int, int> scale;
-    } rows[] = {
+    const struct { QSize size; int max; std::pair<int, int> scale; } rows[] = {
         {{6048, 4032}, 2560, {1, 2}},  // 3/8 would give 2268
         {{6048, 4032}, 3024, {1, 2}},
         {{6048, 4032}, 3025, {5, 8}},
@@ -59,191 +55,77 @@ TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
         EXPECT_EQ(JpegDecoder::scaleFor(row.size, row.max), row.scale) << row.size.width() << " at " << row.max;
 }
 
-TEST(PreviewDecoder, NefUsesTheEmbeddedJpegAtTheRequestedSize)
+TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
 {
+    NefLayout nef;
+    nef.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
+    nef.exif.model = QByteArray("NIKON Z 6_2");
+    ExifInfo withThumbnail;
+    withThumbnail.thumbnailJpeg = makeJpeg(160, 120);
+    const QImage image = patternImage(900, 600);
+    // An ARW-like TIFF: IFD0 is the raw image, IFD1 a 160-px JPEG thumbnail.
+    TiffIfd arw0;
+    arw0.ascii(0x110, "ILCE-7M4").longs(0x100, {6000}).longs(0x101, {4000}).shorts(0x103, {32767});
+    arw0.data(0x111, 0x117, QByteArray(2048, '\x11'));
+    TiffIfd arw1;
+    arw1.shorts(0x103, {6}).data(0x201, 0x202, makeJpeg(160, 120));
+    const QString notUtf8 = Paths::decode(QByteArray("caf\xE9-\xFF"));
+    const struct { QString name; QByteArray bytes; int dimension; QSize size; Source source; int metadataWidth; } rows[] = {
+        {"DSC_0001.NEF", makeNef(nef), 600, {600, 400}, Source::nikonPreview, 0},
+        {notUtf8 + ".nef", makeNef(200, 100), 2560, {200, 100}, Source::nikonPreview, 0},
+        {"big.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 1600, {1600, 1067}, Source::fullImage, 2400},
+        {"small.jpg", makeJpeg(patternImage(1200, 800), 85, withThumbnail), 1600, {1200, 800}, Source::fullImage, 1200},
+        {"thumb.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 160, {160, 120}, Source::thumbnail, 2400},
+        {"reduced.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 100, {100, 75}, Source::thumbnail, 2400},
+        {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, 800},
+        {"a.png", makePng(image), 450, {450, 300}, Source::fullImage, 900},
+        {notUtf8 + ".TIFF", makeTiff(image), 450, {450, 300}, Source::fullImage, 900},
+        {"saved-as.jpg", makePng(image), 450, {450, 300}, Source::fullImage, 900},  // the content decides
+        {"IMG_0001.HEIC", makeHeic(image, 160), 100, {100, 66}, Source::thumbnail, 900},
+        {"IMG_0002.HEIC", makeHeic(image, 160), 1600, {900, 600}, Source::fullImage, 900},
+        {"a.heif", makeHeic(patternImage(320, 240)), 160, {160, 120}, Source::fullImage, 320},
+        {"DSC0001.ARW", TiffWriter::write({arw0, arw1}, true), 2560, {160, 120}, Source::thumbnail, 0},
+        {"a.dng", makeDng(256, 192), 2560, {128, 96}, Source::fullImage, 0},  // LibRaw at half size
+    };
     Sandbox sandbox;
-    NefLayout layout;
-    layout.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
-    layout.exif.model = QByteArray("NIKON Z 6_2");
-    const auto result = decodeFile(sandbox, QStringLiteral("DSC_0001.NEF"), makeNef(layout), 600);
-    ASSERT_TRUE(result.ok()) << result.message().toStdString();
-    EXPECT_EQ(result->source, Source::nikonPreview);
-    EXPECT_FALSE(result->usedFallback);
-    EXPECT_EQ(result->image.size(), QSize(600, 400));
-    EXPECT_EQ(result->metadata.camera, QStringLiteral("NIKON Z 6_2"));
-    expectUpright(result->image, QStringLiteral("nef"));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(Paths::displayText(row.name).toStdString());
+        const auto result = decodeFile(sandbox, row.name, row.bytes, row.dimension);
+        ASSERT_TRUE(result.ok()) << result.message().toStdString();
+        EXPECT_EQ(result->image.size(), row.size);
+        EXPECT_EQ(result->source, row.source);
+        EXPECT_EQ(result->usedFallback, row.source == Source::fullImage);
+        if (row.metadataWidth) {
+            EXPECT_EQ(result->metadata.width, row.metadataWidth);
+        }
+        if (row.size.width() >= 400)
+            expectUpright(result->image, row.name);
+    }
+    EXPECT_EQ(decodeFile(sandbox, "a.NEF", makeNef(nef), 600)->metadata.camera, QStringLiteral("NIKON Z 6_2"));
+    EXPECT_EQ(decodeFile(sandbox, "b.ARW", TiffWriter::write({arw0, arw1}, true), 600)->metadata.camera, QStringLiteral("ILCE-7M4"));
 }
 
-TEST(PreviewDecoder, NefPreviewTurnsUprightByTheRawFilesOrientation)
+TEST(PreviewDecoder, ImagesTurnUprightByTheFilesOrientation)
 {
     const QImage upright = patternImage(480, 320);
-    for (int orientation = 1; orientation <= 8; ++orientation) {
-        Sandbox sandbox;
-        NefLayout layout;
-        layout.previews = {makeJpeg(storedForOrientation(upright, orientation), 92)};
-        layout.exif.orientation = quint16(orientation);
-        const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(layout), 2560);
-        ASSERT_TRUE(result.ok()) << orientation;
-        EXPECT_EQ(result->image.size(), upright.size()) << orientation;
-        expectUpright(result->image, QStringLiteral("orientation %1").arg(orientation));
-    }
-}
-
-TEST(PreviewDecoder, NefIgnoresTheOrientationInsideItsJpeg)
-{
-    // Nikon's previews carry no rotation of their own; the raw file's (absent here) decides.
     Sandbox sandbox;
-    ExifInfo jpegExif;
-    jpegExif.orientation = 6;
-    NefLayout layout;
-    layout.previews = {makeJpeg(patternImage(300, 200), 92, jpegExif)};
-    const auto result = decodeFile(sandbox, QStringLiteral("a.nef"), makeNef(layout), 2560);
-    ASSERT_TRUE(result.ok());
-    EXPECT_EQ(result->image.size(), QSize(300, 200));
-    expectUpright(result->image, QStringLiteral("jpeg orientation ignored"));
-}
-
-TEST(PreviewDecoder, JpegThumbnailSmallerThanTheRequestIsReplacedByTheImage)
-{
-    const struct {
-        QSize image;
-        int dimension;
-        QSize expected;
-        bool fallback;
-    } rows[] = {
-        {{2400, 1600}, 1600, {1600, 1067}, true},  // 160-px thumbnail too small: full decode
-        {{1200, 800}, 1600, {1200, 800}, true},    // full decode, never enlarged
-        {{2400, 1600}, 160, {160, 120}, false},    // the thumbnail serves a 160-px request
-        {{2400, 1600}, 100, {100, 75}, false},     // and a smaller one, reduced
-    };
-    for (const auto& row : rows) {
-        Sandbox sandbox;
-        ExifInfo exif;
-        exif.thumbnailJpeg = makeJpeg(160, 120);
-        const auto result = decodeFile(sandbox, QStringLiteral("IMG.JPG"),
-                                       makeJpeg(patternImage(row.image.width(), row.image.height()), 85, exif), row.dimension);
-        ASSERT_TRUE(result.ok());
-        EXPECT_EQ(result->image.size(), row.expected) << row.image.width() << " at " << row.dimension;
-        EXPECT_EQ(result->usedFallback, row.fallback) << row.image.width() << " at " << row.dimension;
-        EXPECT_EQ(result->source, row.fallback ? Source::fullImage : Source::thumbnail);
-    }
-}
-
-TEST(PreviewDecoder, JpegWithoutThumbnailIsDecodedAsAFallback)
-{
-    Sandbox sandbox;
-    const auto result = decodeFile(sandbox, QStringLiteral("a.jpeg"), makeJpeg(800, 600), 400);
-    ASSERT_TRUE(result.ok());
-    EXPECT_TRUE(result->usedFallback);
-    EXPECT_EQ(result->image.size(), QSize(400, 300));
-    EXPECT_EQ(result->metadata.width, 800);
-    EXPECT_EQ(result->metadata.height, 600);
-}
-
-TEST(PreviewDecoder, JpegTurnsUprightByItsOrientation)
-{
-    const QImage upright = patternImage(400, 300);
     for (int orientation = 1; orientation <= 8; ++orientation) {
-        Sandbox sandbox;
         ExifInfo exif;
         exif.orientation = quint16(orientation);
-        const auto result = decodeFile(sandbox, QStringLiteral("a.jpg"),
-                                       makeJpeg(storedForOrientation(upright, orientation), 92, exif), 2560);
-        ASSERT_TRUE(result.ok());
-        EXPECT_EQ(result->image.size(), upright.size()) << orientation;
-        expectUpright(result->image, QStringLiteral("jpeg orientation %1").arg(orientation));
+        // A NEF's preview turns by the raw file's orientation, never by one inside the JPEG.
+        ExifInfo misleading;
+        misleading.orientation = quint16(9 - orientation);
+        NefLayout nef;
+        nef.previews = {makeJpeg(storedForOrientation(upright, orientation), 92, misleading)};
+        nef.exif.orientation = quint16(orientation);
+        for (const auto& [name, bytes] : {std::pair{QStringLiteral("a.jpg"), makeJpeg(storedForOrientation(upright, orientation), 92, exif)},
+                                          std::pair{QStringLiteral("a.nef"), makeNef(nef)}}) {
+            const auto result = decodeFile(sandbox, name, bytes, 2560);
+            ASSERT_TRUE(result.ok()) << orientation;
+            EXPECT_EQ(result->image.size(), upright.size()) << orientation;
+            expectUpright(result->image, QStringLiteral("%1 orientation %2").arg(name).arg(orientation));
+        }
     }
-}
-
-TEST(PreviewDecoder, PngAndTiffAreDecodedAtReducedSize)
-{
-    const QImage image = patternImage(900, 600);
-    const struct {
-        const char* name;
-        QByteArray bytes;
-    } rows[] = {
-        {"a.png", makePng(image)},
-        {"a.tif", makeTiff(image)},
-        {"a.TIFF", makeTiff(image)},
-        {"saved-as.jpg", makePng(image)},  // the content decides, not the name
-    };
-    for (const auto& row : rows) {
-        Sandbox sandbox;
-        const auto result = decodeFile(sandbox, QString::fromLatin1(row.name), row.bytes, 450);
-        ASSERT_TRUE(result.ok()) << row.name;
-        EXPECT_EQ(result->image.size(), QSize(450, 300)) << row.name;
-        EXPECT_TRUE(result->usedFallback);
-        EXPECT_EQ(result->metadata.width, 900) << row.name;
-        expectUpright(result->image, QString::fromLatin1(row.name));
-    }
-}
-
-TEST(PreviewDecoder, ReadsFilesWhoseNamesAreNotUtf8)
-{
-    Sandbox sandbox;
-    const QString badName = Paths::decode(QByteArray("caf\xE9-\xFF"));
-    const struct {
-        const char* extension;
-        QByteArray bytes;
-    } rows[] = {
-        {".png", makePng(patternImage(200, 100))},
-        {".tif", makeTiff(patternImage(200, 100))},
-        {".jpg", makeJpeg(200, 100)},
-        {".nef", makeNef(200, 100)},
-    };
-    for (const auto& row : rows) {
-        const auto result = decodeFile(sandbox, badName + QLatin1String(row.extension), row.bytes, 2560);
-        ASSERT_TRUE(result.ok()) << row.extension << " " << result.message().toStdString();
-        EXPECT_EQ(result->image.size(), QSize(200, 100)) << row.extension;
-    }
-}
-
-TEST(PreviewDecoder, HeicThumbnailServesSmallRequestsAndIsUpgradedForLargeOnes)
-{
-    Sandbox sandbox;
-    const QString path = sandbox.write(QStringLiteral("IMG_0001.HEIC"), makeHeic(patternImage(640, 480), 160));
-    const auto small = PreviewDecoder::decode(itemFor(path), 100);
-    ASSERT_TRUE(small.ok()) << small.message().toStdString();
-    EXPECT_EQ(small->source, Source::thumbnail);
-    EXPECT_FALSE(small->usedFallback);
-    EXPECT_EQ(std::max(small->image.width(), small->image.height()), 100);
-
-    const auto large = PreviewDecoder::decode(itemFor(path), 1600);
-    ASSERT_TRUE(large.ok());
-    EXPECT_EQ(large->source, Source::fullImage);
-    EXPECT_TRUE(large->usedFallback);
-    EXPECT_EQ(large->image.size(), QSize(640, 480));
-    EXPECT_EQ(large->metadata.width, 640);
-    expectUpright(large->image, QStringLiteral("heic"));
-}
-
-TEST(PreviewDecoder, HeicWithoutThumbnailIsDecodedWhole)
-{
-    Sandbox sandbox;
-    const auto result = decodeFile(sandbox, QStringLiteral("a.heif"), makeHeic(patternImage(320, 240)), 160);
-    ASSERT_TRUE(result.ok()) << result.message().toStdString();
-    EXPECT_TRUE(result->usedFallback);
-    EXPECT_EQ(result->image.size(), QSize(160, 120));
-}
-
-TEST(PreviewDecoder, OtherRawsKeepTheirSmallEmbeddedPreview)
-{
-    // An ARW-like TIFF: IFD0 is the raw image, IFD1 a 160-px JPEG thumbnail.
-    TiffIfd ifd0;
-    ifd0.ascii(0x10F, "SONY").ascii(0x110, "ILCE-7M4");
-    ifd0.longs(0x100, {6000}).longs(0x101, {4000});
-    ifd0.shorts(0x103, {32767});
-    ifd0.data(0x111, 0x117, QByteArray(2048, '\x11'));
-    TiffIfd ifd1;
-    ifd1.shorts(0x103, {6});
-    ifd1.data(0x201, 0x202, makeJpeg(160, 120));
-    Sandbox sandbox;
-    const auto result = decodeFile(sandbox, QStringLiteral("DSC0001.ARW"), TiffWriter::write({ifd0, ifd1}, true), 2560);
-    ASSERT_TRUE(result.ok()) << result.message().toStdString();
-    EXPECT_EQ(result->source, Source::thumbnail);
-    EXPECT_FALSE(result->usedFallback);
-    EXPECT_EQ(result->image.size(), QSize(160, 120));
-    EXPECT_EQ(result->metadata.camera, QStringLiteral("ILCE-7M4"));
 }
 
 TEST(PreviewDecoder, NefWithABrokenPreviewFallsBackToItsOtherPreviews)
@@ -264,53 +146,31 @@ TEST(PreviewDecoder, NefWithABrokenPreviewFallsBackToItsOtherPreviews)
     }
 }
 
-TEST(PreviewDecoder, RawWithoutAnyPreviewIsDemosaicedAtHalfSize)
-{
-    Sandbox sandbox;
-    const auto result = decodeFile(sandbox, QStringLiteral("a.dng"), makeDng(256, 192), 2560);
-    ASSERT_TRUE(result.ok()) << result.message().toStdString();
-    EXPECT_EQ(result->source, Source::fullImage);
-    EXPECT_TRUE(result->usedFallback);
-    EXPECT_EQ(result->image.size(), QSize(128, 96));
-}
-
-TEST(PreviewDecoder, BadFilesGiveTheUnreadableMessageAndNeverCrash)
+// Damaged files of every format; the fuzzers' seeds hold many more.
+TEST(PreviewDecoder, BadFilesGiveTheUnreadableMessage)
 {
     const QByteArray jpeg = makeJpeg(patternImage(640, 480), 85);
-    const QByteArray png = makePng(patternImage(320, 240));
-    const QByteArray tiff = makeTiff(patternImage(320, 240));
-    const QByteArray nef = makeNef(640, 480);
-    const QByteArray heic = makeHeic(patternImage(128, 96), 32);
-    QByteArray pngHuge = png;  // IHDR claims 30,000 × 30,000
-    pngHuge.replace(16, 8, QByteArray("\x00\x00\x75\x30\x00\x00\x75\x30", 8));
-    QByteArray nefWild = nef;  // every IFD offset points far away
-    nefWild.replace(4, 4, QByteArray("\x00\x00\x00\x08", 4));
-    for (qsizetype i = 10; i + 4 < qMin<qsizetype>(nefWild.size(), 600); i += 12)
-        nefWild.replace(i, 4, QByteArray("\x7F\x00\x00\x01", 4));
-
-    const struct {
-        const char* name;
-        QByteArray bytes;
-    } rows[] = {
-        {"empty.jpg", {}},          {"empty.nef", {}},          {"empty.png", {}},
-        {"empty.heic", {}},         {"empty.tif", {}},          {"empty.cr3", {}},
-        {"empty.dng", {}},          {"cut.jpg", jpeg.left(jpeg.size() / 2)},
-        {"head.jpg", jpeg.left(300)}, {"cut.png", png.left(png.size() / 2)},
-        {"cut.tif", tiff.left(200)}, {"cut.nef", nef.left(nef.size() / 3)},
-        {"cut.heic", heic.left(heic.size() / 2)}, {"noise.jpg", QByteArray(5000, '\xA7')},
-        {"noise.nef", QByteArray(5000, '\x4D')}, {"noise.cr2", QByteArray("II*\0\x08\0\0\0", 8) + QByteArray(900, '\xFF')},
-        {"noise.arw", QByteArray(300, '\0')}, {"huge.jpg", hugeJpegHeader(30000, 30000)},
-        {"huge.png", pngHuge},      {"wild.nef", nefWild},      {"text.png", QByteArray("not an image")},
-        {"a.txt.heic", QByteArray("\0\0\0\x18" "ftypheic\0\0\0\0mif1heic", 24)},
+    ExifInfo rotated;
+    rotated.orientation = 6;
+    // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
+    const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
+        + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
+    const struct { const char* name; QByteArray bytes; bool mayDecode; } rows[] = {
+        {"empty.jpg", {}, false}, {"empty.nef", {}, false}, {"empty.png", {}, false}, {"empty.heic", {}, false},
+        {"empty.tif", {}, false}, {"empty.cr3", {}, false}, {"empty.dng", {}, false}, {"text.png", "not an image", false},
+        {"noise.jpg", QByteArray(5000, '\xA7'), false}, {"huge.jpg", hugeJpegHeader(30000, 30000), true},
+        {"noise-rotated.jpg", noiseRotated, false},
+        {"cut.jpg", jpeg.left(jpeg.size() / 2), true},  // what could be decoded, as viewers show it
+        {"head.jpg", jpeg.left(300), true},
     };
+    Sandbox sandbox;
     for (const auto& row : rows) {
-        Sandbox sandbox;
         const QString name = QString::fromLatin1(row.name);
         const auto result = decodeFile(sandbox, name, row.bytes, 2560);
-        if (!result.ok())
-            EXPECT_EQ(result.message(), BrowserError::unreadableImage(name).message()) << row.name;
-        else
+        if (row.mayDecode && result.ok())
             EXPECT_FALSE(result->image.isNull()) << row.name;
+        else
+            EXPECT_EQ(result.message(), BrowserError::unreadableImage(name).message()) << row.name;
     }
 }
 
@@ -319,23 +179,13 @@ TEST(PreviewDecoder, AMissingFileIsUnreadable)
     Sandbox sandbox;
     PhotoItem item;
     item.url = sandbox.file(QStringLiteral("gone.nef"));
-    const auto result = PreviewDecoder::decode(item, 2560);
-    ASSERT_FALSE(result.ok());
-    EXPECT_EQ(result.message(), QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser "
-                                               "incompatible, estar dañado o desconectado."));
+    EXPECT_EQ(PreviewDecoder::decode(item, 2560).message(),
+              QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser incompatible, estar dañado o desconectado."));
 }
-
-} // namespace vantelor::test
-
-namespace vantelor::test {
 
 TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
 {
-    const struct {
-        QSize source;
-        int max;
-        QSize target;
-    } rows[] = {
+    const struct { QSize source; int max; QSize target; } rows[] = {
         {{3024, 2016}, 2560, {2560, 1707}},  // the two-tap path
         {{300, 200}, 200, {200, 133}},       // a reduction by a third: still two taps
         {{301, 200}, 151, {151, 100}},       // by half: Qt's area filter

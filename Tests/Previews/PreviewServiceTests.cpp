@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <QDeadlineTimer>
 #include <QMutex>
 #include <QWaitCondition>
 
@@ -47,11 +48,14 @@ public:
         m_held.remove(name);
         m_changed.wakeAll();
     }
-    void waitUntilStarted(const QString& name)
+    // Whether the file's decode started before the deadline (by default, none).
+    bool waitUntilStarted(const QString& name, QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever))
     {
         QMutexLocker lock(&m_mutex);
         while (!m_started.contains(name))
-            m_changed.wait(&m_mutex);
+            if (!m_changed.wait(&m_mutex, deadline))
+                return false;
+        return true;
     }
     QStringList started()
     {
@@ -98,7 +102,7 @@ PreviewResult resultOf(int width, int height)
 
 } // namespace
 
-TEST(PreviewService, ClampsTheDimensionAndKeysByTheClampedValue)
+TEST(PreviewService, ResultsAreKeyedByFileAndClampedSize)
 {
     const struct {
         int asked;
@@ -107,12 +111,15 @@ TEST(PreviewService, ClampsTheDimensionAndKeysByTheClampedValue)
     for (const auto& row : rows) {
         Fixture f;
         const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-        ASSERT_TRUE(f.service.load(item, row.asked).result().ok());
+        const auto first = f.service.load(item, row.asked).result();
+        ASSERT_TRUE(first.ok());
         EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used}) << row.asked;
-        // The clamped size is a hit without decoding again.
-        const auto again = f.service.load(item, row.used);
-        EXPECT_TRUE(again.result().ok()) << row.asked;
+        // The clamped size is a hit without decoding again; another size is another entry.
+        EXPECT_EQ(f.service.load(item, row.used).result()->image.size(), first->image.size());
         EXPECT_EQ(f.service.decodeCount(), 1) << row.asked;
+        ASSERT_TRUE(f.service.load(item, row.used == 32 ? 400 : 2560).result().ok());
+        EXPECT_EQ(f.service.decodeCount(), 2) << row.asked;
+        EXPECT_EQ(f.service.cache().count(), 2);
     }
 }
 
@@ -185,16 +192,6 @@ TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
     f.service.waitForIdle();
     EXPECT_EQ(f.service.decodeCount(), 4);
     EXPECT_EQ(f.service.decodeLockCount(), 0);
-}
-
-TEST(PreviewService, DifferentSizesOfOneFileAreDifferentEntries)
-{
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-    ASSERT_TRUE(f.service.load(item, 400).result().ok());
-    ASSERT_TRUE(f.service.load(item, 2560).result().ok());
-    EXPECT_EQ(f.service.decodeCount(), 2);
-    EXPECT_EQ(f.service.cache().count(), 2);
 }
 
 TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
@@ -280,25 +277,40 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     while (f.service.decodeLockCount() < 5)
         QThread::yieldCurrentThread();
 
+    // One display thread alone then empties the queue: the order it decodes in is the queue's.
     f.decoder.release(busy1.name());
+    ASSERT_TRUE(thumb2.result().ok());
+    EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
     f.decoder.release(busy2.name());
-    f.service.waitForIdle();
-    const QStringList order = f.decoder.started();
-    EXPECT_LT(order.indexOf(QStringLiteral("large.jpg")), order.indexOf(QStringLiteral("thumb1.jpg")));
-    EXPECT_LT(order.indexOf(QStringLiteral("large.jpg")), order.indexOf(QStringLiteral("thumb2.jpg")));
+}
+
+TEST(PreviewService, PrefetchDecodesOneFileAtATime)
+{
+    Fixture f;
+    f.decoder.hold(QStringLiteral("ahead1.jpg"));
+    const auto first = f.service.prefetch(f.photo(QStringLiteral("ahead1.jpg")), 2560);
+    f.decoder.waitUntilStarted(QStringLiteral("ahead1.jpg"));
+    const auto second = f.service.prefetch(f.photo(QStringLiteral("ahead2.jpg")), 2560);
+    // A second warming thread would have started it at once.
+    EXPECT_FALSE(f.decoder.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
+    f.decoder.release(QStringLiteral("ahead1.jpg"));
+    EXPECT_TRUE(second.result().ok());
 }
 
 TEST(PreviewService, FailuresAreNotCached)
 {
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("fail.jpg"));
-    for (int i = 0; i < 2; ++i) {
-        const auto result = f.service.load(item, 500).result();
-        ASSERT_FALSE(result.ok());
-        EXPECT_EQ(result.message(), BrowserError::unreadableImage(QStringLiteral("fail.jpg")).message());
+    for (const char* name : {"fail.jpg", "gone.jpg"}) {
+        Fixture f;
+        const PhotoItem item = f.photo(QString::fromLatin1(name));
+        // A vanished file is unreadable without a decode.
+        const bool gone = name[0] == 'g';
+        if (gone)
+            ::unlink(Paths::encode(item.url).constData());
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(f.service.load(item, 500).result().message(), BrowserError::unreadableImage(item.name()).message());
+        EXPECT_EQ(f.service.decodeCount(), gone ? 0 : 2);
+        EXPECT_EQ(f.service.cache().count(), 0);
     }
-    EXPECT_EQ(f.service.decodeCount(), 2);
-    EXPECT_EQ(f.service.cache().count(), 0);
 }
 
 TEST(PreviewService, AChangedFileGetsANewKey)
@@ -311,17 +323,6 @@ TEST(PreviewService, AChangedFileGetsANewKey)
     // The caller's record is stale; the service looks at the file as it is now.
     ASSERT_TRUE(f.service.load(item, 500).result().ok());
     EXPECT_EQ(f.service.decodeCount(), 2);
-}
-
-TEST(PreviewService, AVanishedFileIsUnreadable)
-{
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("gone.jpg"));
-    ::unlink(Paths::encode(item.url).constData());
-    const auto result = f.service.load(item, 500).result();
-    ASSERT_FALSE(result.ok());
-    EXPECT_EQ(result.message(), BrowserError::unreadableImage(QStringLiteral("gone.jpg")).message());
-    EXPECT_EQ(f.service.decodeCount(), 0);
 }
 
 TEST(PreviewService, RemovesOnlyOldCacheFilesAtStart)
@@ -345,19 +346,14 @@ TEST(PreviewService, RemovesOnlyOldCacheFilesAtStart)
 
 TEST(PreviewService, DefaultCacheDirectoryFollowsXdg)
 {
-    const QByteArray savedCache = qgetenv("XDG_CACHE_HOME"), savedHome = qgetenv("HOME");
-    qputenv("XDG_CACHE_HOME", "/tmp/xdg-cache");
+    EnvironmentGuard environment;
+    environment.set("XDG_CACHE_HOME", QByteArray("/tmp/xdg-cache"));
     EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/tmp/xdg-cache/com.vantelor.culling/previews-v1"));
-    qputenv("XDG_CACHE_HOME", "relative/cache");
-    qputenv("HOME", "/home/ana");
+    environment.set("XDG_CACHE_HOME", QByteArray("relative/cache"));
+    environment.set("HOME", QByteArray("/home/ana"));
     EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/home/ana/.cache/com.vantelor.culling/previews-v1"));
-    qunsetenv("XDG_CACHE_HOME");
+    environment.set("XDG_CACHE_HOME", std::nullopt);
     EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/home/ana/.cache/com.vantelor.culling/previews-v1"));
-    if (savedCache.isNull())
-        qunsetenv("XDG_CACHE_HOME");
-    else
-        qputenv("XDG_CACHE_HOME", savedCache);
-    qputenv("HOME", savedHome);
 }
 
 TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)

@@ -8,7 +8,7 @@
 
 namespace vantelor::test {
 
-// One finished run of vantelor-cli.
+// One finished run of a program.
 struct CliRun {
     int status = -1;  // -1 when the process did not finish in time
     QByteArray out;
@@ -22,8 +22,8 @@ struct CliRun {
 // The vantelor-cli built beside the tests (VANTELOR_CLI overrides it).
 QString cliProgram();
 
-// Runs vantelor-cli with no terminal on its standard input, so that commands that would ask a
-// question refuse instead of waiting.
+// Runs vantelor-cli (or another program: exiftool, exiv2) with no terminal on its standard input,
+// so that commands that would ask a question refuse instead of waiting.
 CliRun runCli(const QStringList& arguments,
               const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment(),
               const QString& program = cliProgram());

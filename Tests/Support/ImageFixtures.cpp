@@ -117,13 +117,15 @@ QByteArray makeJpeg(const QImage& source, int quality, const std::optional<ExifI
     if (jpeg.isEmpty() || !info)
         return jpeg;
 
-    const QByteArray payload = exifApp1(*info);
-    QByteArray segment("\xFF\xE1", 2);
-    const int length = int(payload.size()) + 2;
-    segment.append(char(length >> 8)).append(char(length & 0xFF)).append(payload);
     // Right after SOI, where cameras put it (before libjpeg's JFIF APP0, which stays).
-    jpeg.insert(2, segment);
+    jpeg.insert(2, jpegSegment(0xE1, exifApp1(*info)));
     return jpeg;
+}
+
+QByteArray jpegSegment(uchar type, const QByteArray& payload)
+{
+    const int length = int(payload.size()) + 2;
+    return QByteArray(1, char(0xFF)).append(char(type)).append(char(length >> 8)).append(char(length & 0xFF)).append(payload);
 }
 
 QByteArray makeJpeg(int width, int height, const std::optional<ExifInfo>& info)

@@ -42,6 +42,8 @@ QByteArray makeJpeg(const QImage& image, int quality = 85, const std::optional<E
 QByteArray makeJpeg(int width, int height, const std::optional<ExifInfo>& info = std::nullopt);
 // The APP1 payload ("Exif\0\0" + TIFF) alone.
 QByteArray exifApp1(const ExifInfo& info, bool littleEndian = true);
+// A marker segment: 0xFF, the type, the big-endian length, the payload.
+QByteArray jpegSegment(uchar type, const QByteArray& payload);
 
 // A NEF-structured TIFF, as Nikon cameras write it: IFD0 with a small uncompressed RGB thumbnail
 // and the EXIF IFD, SubIFDs holding the embedded JPEG previews (NewSubfileType 1) and a

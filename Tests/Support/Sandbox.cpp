@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <ctime>
+#include <dirent.h>
 #include <ftw.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -107,6 +110,123 @@ void writeFile(const QString& path, const QByteArray& bytes)
         done += n;
     }
     ::close(fd);
+}
+
+namespace {
+
+QStringList namesIn(const QString& folder, bool includeHidden)
+{
+    QStringList names;
+    DIR* dir = opendir(Paths::encode(folder).constData());
+    if (!dir)
+        return names;
+    while (const dirent* entry = readdir(dir)) {
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        if (!includeHidden && name.startsWith('.'))
+            continue;
+        names.append(Paths::decode(name));
+    }
+    closedir(dir);
+    names.sort();
+    return names;
+}
+
+void collect(const QString& root, const QString& relative, std::map<QString, QByteArray>& out)
+{
+    const QString folder = relative.isEmpty() ? root : Paths::join(root, relative);
+    for (const QString& name : allNames(folder)) {
+        const QString rel = relative.isEmpty() ? name : relative + QLatin1Char('/') + name;
+        const QString path = Paths::join(root, rel);
+        struct stat st {};
+        lstat(Paths::encode(path).constData(), &st);
+        if (S_ISDIR(st.st_mode)) {
+            out[rel + QLatin1Char('/')] = QByteArray();
+            collect(root, rel, out);
+        } else if (S_ISLNK(st.st_mode)) {
+            char target[4096];
+            const ssize_t n = readlink(Paths::encode(path).constData(), target, sizeof target);
+            out[rel] = "-> " + QByteArray(target, int(std::max<ssize_t>(n, 0)));
+        } else if (S_ISREG(st.st_mode)) {
+            out[rel] = readFile(path);
+        } else {
+            out[rel] = "<special>";
+        }
+    }
+}
+
+} // namespace
+
+QStringList visibleNames(const QString& folder)
+{
+    return namesIn(folder, false);
+}
+
+QStringList allNames(const QString& folder)
+{
+    return namesIn(folder, true);
+}
+
+bool pathExists(const QString& path)
+{
+    struct stat st {};
+    return lstat(Paths::encode(path).constData(), &st) == 0;
+}
+
+std::map<QString, QByteArray> treeContents(const QString& folder)
+{
+    std::map<QString, QByteArray> out;
+    collect(folder, QString(), out);
+    return out;
+}
+
+SmallVolume::SmallVolume(const QString& path, const char* options) : m_path(path)
+{
+    m_mounted = ::geteuid() == 0 && ::mount("tmpfs", Paths::encode(path).constData(), "tmpfs", 0, options) == 0;
+}
+
+SmallVolume::~SmallVolume()
+{
+    if (m_mounted)
+        ::umount2(Paths::encode(m_path).constData(), MNT_DETACH);
+}
+
+bool SmallVolume::remountReadOnly()
+{
+    return ::mount("tmpfs", Paths::encode(m_path).constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+}
+
+void fillUp(const QString& folder)
+{
+    const int fd = ::open(Paths::encode(Paths::join(folder, QStringLiteral("filler"))).constData(), O_WRONLY | O_CREAT, 0644);
+    ASSERT_GE(fd, 0);
+    const QByteArray block(4096, 'x');
+    while (::write(fd, block.constData(), size_t(block.size())) > 0) {
+    }
+    ::close(fd);
+}
+
+EnvironmentGuard::~EnvironmentGuard()
+{
+    for (auto it = m_saved.rbegin(); it != m_saved.rend(); ++it) {
+        if (it->second)
+            qputenv(it->first.constData(), *it->second);
+        else
+            qunsetenv(it->first.constData());
+    }
+    tzset();
+}
+
+void EnvironmentGuard::set(const char* name, const std::optional<QByteArray>& value)
+{
+    m_saved.emplace_back(QByteArray(name), qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
+    if (value)
+        qputenv(name, *value);
+    else
+        qunsetenv(name);
+    // The C library reads TZ only when asked to.
+    tzset();
 }
 
 } // namespace vantelor::test

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <map>
+#include <optional>
+#include <vector>
+
 #include <QByteArray>
+#include <QStringList>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -35,5 +40,45 @@ private:
 // Reads and writes files by Vantelor path (bytes preserved); used by tests of every subsystem.
 QByteArray readFile(const QString& path);
 void writeFile(const QString& path, const QByteArray& bytes);
+
+// The entries of a folder by name, sorted: the visible ones, or all of them.
+QStringList visibleNames(const QString& folder);
+QStringList allNames(const QString& folder);
+bool pathExists(const QString& path);
+// Every file under a folder (hidden ones included), by path relative to it, with its bytes;
+// folders end in "/", symbolic links are listed as "-> target".
+std::map<QString, QByteArray> treeContents(const QString& folder);
+
+// A small tmpfs of its own on a folder, for a full disk or a read-only volume; mounting needs
+// root, so tests check mounted() and skip without it. Unmounted at the end.
+class SmallVolume {
+public:
+    SmallVolume(const QString& path, const char* options);
+    ~SmallVolume();
+    SmallVolume(const SmallVolume&) = delete;
+    SmallVolume& operator=(const SmallVolume&) = delete;
+    bool mounted() const { return m_mounted; }
+    bool remountReadOnly();
+
+private:
+    QString m_path;
+    bool m_mounted = false;
+};
+// Writes a "filler" file in the folder until its volume is full.
+void fillUp(const QString& folder);
+
+// Environment variables (HOME, XDG_*, TZ) set for one test and put back as they were.
+class EnvironmentGuard {
+public:
+    EnvironmentGuard() = default;
+    ~EnvironmentGuard();
+    EnvironmentGuard(const EnvironmentGuard&) = delete;
+    EnvironmentGuard& operator=(const EnvironmentGuard&) = delete;
+    // Nothing unsets the variable.
+    void set(const char* name, const std::optional<QByteArray>& value);
+
+private:
+    std::vector<std::pair<QByteArray, std::optional<QByteArray>>> m_saved;
+};
 
 } // namespace vantelor::test

@@ -6,105 +6,55 @@
 
 namespace vantelor::test {
 
+TiffIfd& TiffIfd::add(Entry entry)
+{
+    m_entries.append(std::move(entry));
+    return *this;
+}
+
 TiffIfd& TiffIfd::ascii(quint16 tag, const QByteArray& text)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = typeAscii;
-    e.value = text + '\0';
-    e.count = quint32(e.value.size());
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = typeAscii, .count = quint32(text.size() + 1), .value = text + '\0'});
 }
 
 TiffIfd& TiffIfd::shorts(quint16 tag, const QList<quint16>& values)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = typeShort;
-    e.count = quint32(values.size());
-    e.shortValues = values;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = typeShort, .count = quint32(values.size()), .shortValues = values});
 }
 
 TiffIfd& TiffIfd::longs(quint16 tag, const QList<quint32>& values)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = typeLong;
-    e.count = quint32(values.size());
-    e.longValues = values;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = typeLong, .count = quint32(values.size()), .longValues = values});
 }
 
 TiffIfd& TiffIfd::rationals(quint16 tag, const QList<QPair<quint32, quint32>>& values)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = typeRational;
-    e.count = quint32(values.size());
-    e.rationalValues = values;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = typeRational, .count = quint32(values.size()), .rationalValues = values});
 }
 
 TiffIfd& TiffIfd::bytes(quint16 tag, Type type, const QByteArray& data)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = type;
-    e.count = quint32(data.size());
-    e.value = data;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = type, .count = quint32(data.size()), .value = data});
 }
 
 TiffIfd& TiffIfd::raw(quint16 tag, quint16 type, quint32 count, quint32 valueField)
 {
-    Entry e;
-    e.tag = tag;
-    e.type = type;
-    e.count = count;
-    e.rawField = true;
-    e.rawValue = valueField;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = tag, .type = type, .count = count, .rawField = true, .rawValue = valueField});
 }
 
 TiffIfd& TiffIfd::subIfds(QList<TiffIfd> children)
 {
-    Entry e;
-    e.tag = 0x14A;
-    e.type = typeLong;
-    e.count = quint32(children.size());
-    e.children = std::move(children);
-    m_entries.append(e);
-    return *this;
+    return add({.tag = 0x14A, .type = typeLong, .count = quint32(children.size()), .children = std::move(children)});
 }
 
 TiffIfd& TiffIfd::exif(TiffIfd child)
 {
-    Entry e;
-    e.tag = 0x8769;
-    e.type = typeLong;
-    e.count = 1;
-    e.children = {std::move(child)};
-    m_entries.append(e);
-    return *this;
+    return add({.tag = 0x8769, .type = typeLong, .count = 1, .children = {std::move(child)}});
 }
 
 TiffIfd& TiffIfd::data(quint16 offsetTag, quint16 lengthTag, const QByteArray& block)
 {
-    Entry e;
-    e.tag = offsetTag;
-    e.type = typeLong;
-    e.count = 1;
-    e.lengthTag = lengthTag;
-    e.block = block;
-    m_entries.append(e);
-    return *this;
+    return add({.tag = offsetTag, .type = typeLong, .count = 1, .lengthTag = lengthTag, .block = block});
 }
 
 namespace {
@@ -115,18 +65,8 @@ public:
 
     QByteArray out;
 
-    void put16(qsizetype at, quint16 v)
-    {
-        char b[2];
-        m_little ? qToLittleEndian(v, b) : qToBigEndian(v, b);
-        out.replace(at, 2, b, 2);
-    }
-    void put32(qsizetype at, quint32 v)
-    {
-        char b[4];
-        m_little ? qToLittleEndian(v, b) : qToBigEndian(v, b);
-        out.replace(at, 4, b, 4);
-    }
+    void put16(qsizetype at, quint16 v) { out.replace(at, 2, enc16(v)); }
+    void put32(qsizetype at, quint32 v) { out.replace(at, 4, enc32(v)); }
     QByteArray enc16(quint16 v) const
     {
         char b[2];

@@ -33,19 +33,21 @@ public:
         quint16 tag = 0;
         quint16 type = 0;
         quint32 count = 0;
-        QByteArray value;           // encoded in the file's byte order when written
-        QList<quint16> shortValues; // kept raw so that byte order is applied at write time
-        QList<quint32> longValues;
-        QList<QPair<quint32, quint32>> rationalValues;
+        QByteArray value = {};           // encoded in the file's byte order when written
+        QList<quint16> shortValues = {}; // kept raw so that byte order is applied at write time
+        QList<quint32> longValues = {};
+        QList<QPair<quint32, quint32>> rationalValues = {};
         bool rawField = false;
         quint32 rawValue = 0;
-        QList<TiffIfd> children;    // pointer tags
+        QList<TiffIfd> children = {};    // pointer tags
         quint16 lengthTag = 0;      // data blocks
-        QByteArray block;
+        QByteArray block = {};
     };
     const QList<Entry>& entries() const { return m_entries; }
 
 private:
+    TiffIfd& add(Entry entry);
+
     QList<Entry> m_entries;
 };
 

@@ -12,20 +12,12 @@
 #include <QByteArrayList>
 
 #include "Files/FileDigest.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
 
 namespace {
-
-struct FdCloser {
-    int fd;
-    ~FdCloser()
-    {
-        if (fd >= 0)
-            ::close(fd);
-    }
-};
 
 // Errors by which copy_file_range says "not here", not "failed": another file system, a file
 // system without the call, a file it cannot splice.
@@ -41,7 +33,7 @@ struct CopyFailure {
     bool reading;
 };
 
-std::optional<CopyFailure> copyByReading(int in, int out, off_t offset)
+std::optional<CopyFailure> copyByReading(int in, const FileDescriptor& out, off_t offset)
 {
     const std::unique_ptr<char[]> buffer(new char[FileDigest::chunkSize]);
     for (;;) {
@@ -53,30 +45,22 @@ std::optional<CopyFailure> copyByReading(int in, int out, off_t offset)
                 continue;
             return CopyFailure{errno, true};
         }
-        ssize_t written = 0;
-        while (written < n) {
-            const ssize_t w = ::pwrite(out, buffer.get() + written, size_t(n - written), offset + written);
-            if (w < 0) {
-                if (errno == EINTR)
-                    continue;
-                return CopyFailure{errno, false};
-            }
-            written += w;
-        }
+        if (const int error = out.writeAll(buffer.get(), n, offset))
+            return CopyFailure{error, false};
         offset += n;
     }
 }
 
-std::optional<CopyFailure> copyContents(int in, int out)
+std::optional<CopyFailure> copyContents(int in, const FileDescriptor& out)
 {
     // A clone shares the blocks (btrfs, xfs): instant, and it is all or nothing.
-    if (::ioctl(out, FICLONE, in) == 0)
+    if (::ioctl(out.get(), FICLONE, in) == 0)
         return std::nullopt;
 
     loff_t inOffset = 0;
     loff_t outOffset = 0;
     for (;;) {
-        const ssize_t n = ::copy_file_range(in, &inOffset, out, &outOffset, size_t(1) << 30, 0);
+        const ssize_t n = ::copy_file_range(in, &inOffset, out.get(), &outOffset, size_t(1) << 30, 0);
         if (n > 0)
             continue;
         if (n == 0)
@@ -127,37 +111,36 @@ Status FileCopier::copy(const QString& from, const QString& to)
 {
     const QByteArray source = Paths::encode(from);
     const QByteArray target = Paths::encode(to);
-    const FdCloser in{::open(source.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
-    if (in.fd < 0)
+    const FileDescriptor in(::open(source.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!in.isOpen())
         return SystemError::fromErrno(from);
     struct stat st {};
-    if (::fstat(in.fd, &st) != 0)
+    if (::fstat(in.get(), &st) != 0)
         return SystemError::fromErrno(from);
     if (!S_ISREG(st.st_mode))
         return WorkflowError::invalid(QStringLiteral("Solo se pueden transferir archivos normales"));
 
-    FdCloser out{::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
-    if (out.fd < 0)
+    FileDescriptor out(::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!out.isOpen())
         return SystemError::fromErrno(to);
 
-    std::optional<CopyFailure> failure = copyContents(in.fd, out.fd);
+    std::optional<CopyFailure> failure = copyContents(in.get(), out);
     if (!failure)
-        failure = copyUserAttributes(in.fd, out.fd);
+        failure = copyUserAttributes(in.get(), out.get());
     if (!failure) {
         // As `cp -p`: ownership where the system allows it, and set-id bits only with it.
-        const bool owned = ::fchown(out.fd, st.st_uid, st.st_gid) == 0;
+        const bool owned = ::fchown(out.get(), st.st_uid, st.st_gid) == 0;
         const mode_t mode = st.st_mode & (owned ? 07777 : 0777);
         const struct timespec times[2] = {st.st_atim, st.st_mtim};
-        if (::fchmod(out.fd, mode) != 0 || ::futimens(out.fd, times) != 0)
+        if (::fchmod(out.get(), mode) != 0 || ::futimens(out.get(), times) != 0)
             failure = CopyFailure{errno, false};
     }
     if (!failure) {
         // Start writing now, so that the later fsync before the copy is placed mostly finds the
         // work done while other files were being hashed.
-        ::sync_file_range(out.fd, 0, 0, SYNC_FILE_RANGE_WRITE);
-        const int fd = std::exchange(out.fd, -1);
-        if (::close(fd) != 0)
-            failure = CopyFailure{errno, false};
+        ::sync_file_range(out.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+        if (const int error = out.close())
+            failure = CopyFailure{error, false};
     }
     if (failure) {
         ::unlink(target.constData());

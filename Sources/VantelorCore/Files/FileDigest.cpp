@@ -8,6 +8,7 @@
 
 #include <openssl/evp.h>
 
+#include "Support/FileDescriptor.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -18,11 +19,6 @@ WorkflowError notPlain()
 {
     return WorkflowError::invalid(QStringLiteral("Solo se pueden transferir archivos normales"));
 }
-
-struct FdCloser {
-    int fd;
-    ~FdCloser() { ::close(fd); }
-};
 
 struct ContextDeleter {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
@@ -37,12 +33,12 @@ Result<QString> FileDigest::sha256(const QString& path)
     // only to the file's owner; others read it plainly).
     const QByteArray native = Paths::encode(path);
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    int fd = ::open(native.constData(), flags | O_NOATIME);
-    if (fd < 0 && errno == EPERM)
-        fd = ::open(native.constData(), flags);
-    if (fd < 0)
+    FileDescriptor file(::open(native.constData(), flags | O_NOATIME));
+    if (!file.isOpen() && errno == EPERM)
+        file = FileDescriptor(::open(native.constData(), flags));
+    if (!file.isOpen())
         return errno == ELOOP ? Result<QString>(notPlain()) : Result<QString>(SystemError::fromErrno(path));
-    const FdCloser closer{fd};
+    const int fd = file.get();
     struct stat st {};
     if (::fstat(fd, &st) != 0)
         return SystemError::fromErrno(path);

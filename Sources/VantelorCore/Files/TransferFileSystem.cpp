@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "Files/FileCopier.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -82,22 +83,14 @@ Status TransferFileSystem::removeFolder(const QString& path)
 Status TransferFileSystem::writeNewFile(const QString& path, const QByteArray& bytes)
 {
     const QByteArray native = Paths::encode(path);
-    const int fd = ::open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0)
+    FileDescriptor fd(::open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!fd.isOpen())
         return SystemError::fromErrno(path);
-    qsizetype done = 0;
-    int error = 0;
-    while (done < bytes.size() && error == 0) {
-        const ssize_t n = ::write(fd, bytes.constData() + done, size_t(bytes.size() - done));
-        if (n >= 0)
-            done += n;
-        else if (errno != EINTR)
-            error = errno;
-    }
-    if (error == 0 && ::fsync(fd) != 0)
+    int error = fd.writeAll(bytes.constData(), bytes.size());
+    if (error == 0 && ::fsync(fd.get()) != 0)
         error = errno;
-    if (::close(fd) != 0 && error == 0)
-        error = errno;
+    if (const int closed = fd.close(); error == 0)
+        error = closed;
     if (error != 0) {
         // Ours and incomplete: a half-written journal helps nobody.
         ::unlink(native.constData());
@@ -108,13 +101,12 @@ Status TransferFileSystem::writeNewFile(const QString& path, const QByteArray& b
 
 Status TransferFileSystem::sync(const QString& path)
 {
-    const int fd = ::open(Paths::encode(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
+    const FileDescriptor fd(::open(Paths::encode(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.isOpen())
         return SystemError::fromErrno(path);
     // Some file systems cannot sync a folder (EINVAL); there is then nothing more to wait for.
-    const bool failed = ::fsync(fd) != 0 && errno != EINVAL;
+    const bool failed = ::fsync(fd.get()) != 0 && errno != EINVAL;
     const SystemError error = SystemError::fromErrno(path);
-    ::close(fd);
     if (failed)
         return error;
     return Done{};

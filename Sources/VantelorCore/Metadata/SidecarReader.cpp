@@ -10,6 +10,7 @@
 #include "Library/PhotoItem.h"
 #include "Metadata/SidecarFolder.h"
 #include "Metadata/XMPDocument.h"
+#include "Support/FileDescriptor.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -59,8 +60,8 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
 
     // Opened without following a link and without waiting on a FIFO, and checked again once
     // open: something may have been put at the path since.
-    const int fd = ::open(native.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
+    const FileDescriptor fd(::open(native.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.isOpen()) {
         if (errno == ELOOP)
             return WorkflowError::invalid(unsafeFile);
         if (errno == ENOENT)
@@ -68,10 +69,8 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
         return SystemError::fromErrno(path);
     }
     struct stat opened {};
-    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_size > maximumSize) {
-        ::close(fd);
+    if (::fstat(fd.get(), &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_size > maximumSize)
         return WorkflowError::invalid(unsafeFile);
-    }
     // Read until the end of the file or one page past the bound, whatever the size said: the
     // file may have grown since it was measured. Sizes stay page-aligned, which some special
     // files insist on.
@@ -83,19 +82,15 @@ Result<std::optional<QByteArray>> SidecarReader::readSidecar(const QString& path
     while (done <= maximumSize) {
         if (done == bytes.size())
             bytes.resize(std::min<qsizetype>(limit, done * 2));
-        const ssize_t n = ::read(fd, bytes.data() + done, size_t(bytes.size() - done));
+        const ssize_t n = ::read(fd.get(), bytes.data() + done, size_t(bytes.size() - done));
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
-            const int error = errno;
-            ::close(fd);
-            return SystemError(error, path);
-        }
+        if (n < 0)
+            return SystemError::fromErrno(path);
         if (n == 0)
             break;
         done += n;
     }
-    ::close(fd);
     if (done > maximumSize)
         return WorkflowError::invalid(QStringLiteral("Archivo XMP demasiado grande"));
     bytes.truncate(done);

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "Metadata/XMPDocument.h"
 #include "Metadata/XMPPatch.h"
 #include "Metadata/XMPSaveSeam.h"
 #include "Metadata/XMPSnapshot.h"
@@ -18,8 +19,11 @@ namespace vantelor {
 // In every failure the sidecar holds its old or its new bytes, and the old ones are never lost.
 class SidecarWriter {
 public:
+    class TemporaryFile;
+
     explicit SidecarWriter(XMPSaveSeam seam = {});
 
+    // Runs the stages below in order; each one returns the failure that ends the save.
     Result<XMPSnapshot> save(const XMPSnapshot& snapshot, const XMPPatch& patch);
 
     // Replacement where the volume has no atomic swap: under an exclusive advisory lock, back up
@@ -29,6 +33,29 @@ public:
     Status createExclusive(const QByteArray& data, const QString& path);
 
 private:
+    struct Edit {
+        QByteArray bytes;     // the sidecar to write
+        XMPValues previous;   // what the snapshot's sidecar said before the patch
+    };
+
+    // A valid rating, and a NEF that is there.
+    static Status checkRequest(const XMPSnapshot& snapshot, const XMPPatch& patch);
+    // The sidecar on disk is still the snapshot's; otherwise a conflict with the given text.
+    static Status checkUnchanged(const XMPSnapshot& snapshot, const QString& conflict);
+    static Result<Edit> applyPatch(const XMPSnapshot& snapshot, const XMPPatch& patch);
+    // The new bytes in a hidden temporary file beside the sidecar (with the old one's
+    // permissions), and the backup folder ready when there is an old one.
+    Status prepareTemporary(const XMPSnapshot& snapshot, const QByteArray& bytes, TemporaryFile& temporary,
+                            const QString& backupFolder) const;
+    // Swap with the old sidecar and move the old bytes to the backups; the portable path where
+    // the volume cannot swap.
+    Status replaceSidecar(const XMPSnapshot& snapshot, const QByteArray& bytes, TemporaryFile& temporary,
+                          const QString& backupFolder);
+    // Rename into place only where nothing is; an exclusive create where the volume cannot.
+    Status createSidecar(const XMPSnapshot& snapshot, const QByteArray& bytes, const TemporaryFile& temporary);
+    // The photo and its sidecar read again: the saved snapshot, or a conflict.
+    static Result<XMPSnapshot> readBack(const XMPSnapshot& snapshot, const XMPPatch& patch, const Edit& edit);
+
     void reach(XMPSaveStep step) const;
     // 0, or the error number of renameat2 with the given flags.
     int renameWithFlags(const QString& from, const QString& to, unsigned int flags) const;

@@ -59,10 +59,12 @@ std::optional<int> parseRating(const QByteArray& raw)
     return int(value);
 }
 
-// Line ends and tabs are written as character references: a literal one would be turned into
-// a space (in an attribute) or a carriage return into a line feed when the file is read back.
-QByteArray escapeAttribute(const QByteArray& text, char quote)
+// In an attribute (a quote given) line ends and tabs are written as character references: a
+// literal one would be turned into a space, or a carriage return into a line feed, when the file
+// is read back. Element text keeps its tabs and line feeds.
+QByteArray escaped(const QByteArray& text, char quote = 0)
 {
+    const bool attribute = quote != 0;
     QByteArray out;
     out.reserve(text.size());
     for (const char c : text) {
@@ -72,24 +74,8 @@ QByteArray escapeAttribute(const QByteArray& text, char quote)
         case '>': out += "&gt;"; break;
         case '"': out += quote == '"' ? QByteArrayView("&quot;") : QByteArrayView("\""); break;
         case '\'': out += quote == '\'' ? QByteArrayView("&apos;") : QByteArrayView("'"); break;
-        case '\t': out += "&#9;"; break;
-        case '\n': out += "&#10;"; break;
-        case '\r': out += "&#13;"; break;
-        default: out += c;
-        }
-    }
-    return out;
-}
-
-QByteArray escapeText(const QByteArray& text)
-{
-    QByteArray out;
-    out.reserve(text.size());
-    for (const char c : text) {
-        switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
+        case '\t': out += attribute ? QByteArrayView("&#9;") : QByteArrayView("\t"); break;
+        case '\n': out += attribute ? QByteArrayView("&#10;") : QByteArrayView("\n"); break;
         case '\r': out += "&#13;"; break;
         default: out += c;
         }
@@ -346,7 +332,7 @@ Result<QByteArray> XMPDocument::applying(const XMPPatch& patch) const
                 inserted += n.attributeSeparator + "xmlns:" + prefix + "=\"" + xmpNamespace() + '"';
                 declaredPrefixes.append(prefix);
             }
-            inserted += n.attributeSeparator + prefix + ':' + fieldName(field) + "=\"" + escapeAttribute(value, '"') + '"';
+            inserted += n.attributeSeparator + prefix + ':' + fieldName(field) + "=\"" + escaped(value, '"') + '"';
             splices.push_back({n.insertionPoint, 0, inserted});
             continue;
         }
@@ -357,7 +343,7 @@ Result<QByteArray> XMPDocument::applying(const XMPPatch& patch) const
             // An unchanged value keeps its bytes, whatever escaping the other program chose.
             if (attribute.value != value)
                 splices.push_back({attribute.valueBegin, attribute.valueEnd - attribute.valueBegin,
-                                   escapeAttribute(value, attribute.quote)});
+                                   escaped(value, attribute.quote)});
             continue;
         }
         if (m_tree.hasStructure(property.index))
@@ -369,10 +355,10 @@ Result<QByteArray> XMPDocument::applying(const XMPPatch& patch) const
         if (element.emptyElementTag) {
             // "<xmp:Label/>" becomes "<xmp:Label>text</xmp:Label>"; its declarations stay.
             QByteArray replacement = m_tree.bytes().mid(element.begin, element.startTagEnd - element.begin - 2);
-            replacement += '>' + escapeText(value) + "</" + element.qualifiedName + '>';
+            replacement += '>' + escaped(value) + "</" + element.qualifiedName + '>';
             splices.push_back({element.begin, element.end - element.begin, replacement});
         } else {
-            splices.push_back({element.startTagEnd, element.endTagBegin - element.startTagEnd, escapeText(value)});
+            splices.push_back({element.startTagEnd, element.endTagBegin - element.startTagEnd, escaped(value)});
         }
     }
 

@@ -14,6 +14,9 @@ constexpr qint64 maxDecodedPixels = 8192LL * 8192;
 
 struct Handle {
     tjhandle h = tjInitDecompress();
+    Handle() = default;
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
     ~Handle()
     {
         if (h)
@@ -24,6 +27,22 @@ struct Handle {
 const unsigned char* data(const QByteArray& jpeg)
 {
     return reinterpret_cast<const unsigned char*>(jpeg.constData());
+}
+
+struct Header {
+    QSize size;
+    int colorspace = 0;
+};
+
+// The one place the header is parsed: its size, and whether the data is CMYK.
+std::optional<Header> readHeader(const Handle& handle, const QByteArray& jpeg)
+{
+    int width = 0, height = 0, subsampling = 0, colorspace = 0;
+    if (!handle.h || jpeg.isEmpty()
+        || tjDecompressHeader3(handle.h, data(jpeg), (unsigned long)jpeg.size(), &width, &height, &subsampling, &colorspace) != 0
+        || width <= 0 || height <= 0)
+        return std::nullopt;
+    return Header{QSize(width, height), colorspace};
 }
 
 // Adobe CMYK (stored inverted, as Photoshop writes it) to RGB.
@@ -45,13 +64,8 @@ QImage fromCmyk(const std::vector<unsigned char>& cmyk, int width, int height)
 
 std::optional<QSize> size(const QByteArray& jpeg)
 {
-    Handle handle;
-    int width = 0, height = 0, subsampling = 0, colorspace = 0;
-    if (!handle.h || jpeg.isEmpty()
-        || tjDecompressHeader3(handle.h, data(jpeg), (unsigned long)jpeg.size(), &width, &height, &subsampling, &colorspace) != 0
-        || width <= 0 || height <= 0)
-        return std::nullopt;
-    return QSize(width, height);
+    const auto header = readHeader(Handle(), jpeg);
+    return header ? std::optional<QSize>(header->size) : std::nullopt;
 }
 
 std::pair<int, int> scaleFor(QSize size, int maxPixelSize)
@@ -77,17 +91,16 @@ std::pair<int, int> scaleFor(QSize size, int maxPixelSize)
 
 std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage damage)
 {
-    Handle handle;
-    int width = 0, height = 0, subsampling = 0, colorspace = 0;
-    if (!handle.h || jpeg.isEmpty()
-        || tjDecompressHeader3(handle.h, data(jpeg), (unsigned long)jpeg.size(), &width, &height, &subsampling, &colorspace) != 0
-        || width <= 0 || height <= 0)
+    const Handle handle;
+    const auto header = readHeader(handle, jpeg);
+    if (!header)
         return std::nullopt;
+    const int colorspace = header->colorspace;
 
-    const auto [num, denom] = scaleFor(QSize(width, height), maxPixelSize);
+    const auto [num, denom] = scaleFor(header->size, maxPixelSize);
     const tjscalingfactor factor{num, denom};
-    const int scaledWidth = TJSCALED(width, factor);
-    const int scaledHeight = TJSCALED(height, factor);
+    const int scaledWidth = TJSCALED(header->size.width(), factor);
+    const int scaledHeight = TJSCALED(header->size.height(), factor);
     if (qint64(scaledWidth) * scaledHeight > maxDecodedPixels)
         return std::nullopt;
 

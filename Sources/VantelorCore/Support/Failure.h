@@ -4,7 +4,7 @@
 
 #include <QString>
 
-#include "Library/BrowserError.h"
+#include "Support/BrowserError.h"
 #include "Support/Cancelled.h"
 #include "Support/SystemError.h"
 #include "Support/WorkflowError.h"

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include "Support/FileDescriptor.h"
+
 namespace vantelor {
 
 // A file opened read-only for bounded random reads (pread). Counts the bytes it has read, so
@@ -13,22 +15,16 @@ class FileReader {
 public:
     static std::optional<FileReader> open(const QString& path);
 
-    FileReader(FileReader&& other) noexcept;
-    FileReader& operator=(FileReader&& other) noexcept;
-    FileReader(const FileReader&) = delete;
-    FileReader& operator=(const FileReader&) = delete;
-    ~FileReader();
-
     qint64 size() const { return m_size; }
     // Up to `length` bytes at `offset`; shorter at the end of the file, empty past it or on error.
     QByteArray read(qint64 offset, qint64 length);
     qint64 bytesRead() const { return m_bytesRead; }
-    int descriptor() const { return m_fd; }
+    int descriptor() const { return m_fd.get(); }
 
 private:
-    FileReader(int fd, qint64 size) : m_fd(fd), m_size(size) {}
+    FileReader(FileDescriptor fd, qint64 size) : m_fd(std::move(fd)), m_size(size) {}
 
-    int m_fd = -1;
+    FileDescriptor m_fd;
     qint64 m_size = 0;
     qint64 m_bytesRead = 0;
 };

@@ -1,4 +1,4 @@
-#include "Library/BrowserError.h"
+#include "Support/BrowserError.h"
 
 #include "Support/Paths.h"
 

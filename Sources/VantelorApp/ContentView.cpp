@@ -15,6 +15,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
+#include <QToolButton>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -401,8 +402,24 @@ void ContentView::refreshTabs()
     while (m_tabBar->count() > tabs.size())
         m_tabBar->removeTab(m_tabBar->count() - 1);
     for (int i = 0; i < tabs.size(); ++i) {
-        if (i >= m_tabBar->count())
+        if (i >= m_tabBar->count()) {
             m_tabBar->addTab(QString());
+            // A quiet close mark instead of the style's red icon.
+            auto* close = new QToolButton(m_tabBar);
+            close->setText(QStringLiteral("×"));
+            close->setAutoRaise(true);
+            close->setFocusPolicy(Qt::NoFocus);
+            close->setFixedSize(18, 18);
+            close->setToolTip(QStringLiteral("Cerrar pestaña"));
+            close->setAccessibleName(QStringLiteral("Cerrar pestaña"));
+            connect(close, &QToolButton::clicked, this, [this, close] {
+                for (int t = 0; t < m_tabBar->count(); ++t) {
+                    if (m_tabBar->tabButton(t, QTabBar::RightSide) == close)
+                        m_library.closeTab(m_tabBar->tabData(t).toString());
+                }
+            });
+            m_tabBar->setTabButton(i, QTabBar::RightSide, close);
+        }
         m_tabBar->setTabText(i, Paths::displayText(Paths::fileName(tabs[i])));
         m_tabBar->setTabToolTip(i, Paths::displayText(tabs[i]));
         m_tabBar->setTabData(i, tabs[i]);
@@ -442,12 +459,14 @@ void ContentView::showConflict()
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowModality(Qt::WindowModal);
     alert->setIcon(QMessageBox::Warning);
+    alert->setStyleSheet(QStringLiteral("QLabel { min-width: 400px; }"));
     alert->setWindowTitle(QStringLiteral("XMP modificado fuera de Vantelor"));
     alert->setText(QStringLiteral("XMP modificado fuera de Vantelor"));
     alert->setInformativeText(Paths::displayText(Paths::fileName(*url))
         + QStringLiteral("\nCombinar aplica únicamente los campos que editaste. Cargar descarta tus cambios pendientes de esta foto."));
-    auto* load = alert->addButton(QStringLiteral("Cargar XMP externo"), QMessageBox::DestructiveRole);
-    auto* merge = alert->addButton(QStringLiteral("Combinar los campos editados"), QMessageBox::AcceptRole);
+    // One role for both keeps them in this order whatever the platform's button layout.
+    auto* load = alert->addButton(QStringLiteral("Cargar XMP externo"), QMessageBox::ActionRole);
+    auto* merge = alert->addButton(QStringLiteral("Combinar los campos editados"), QMessageBox::ActionRole);
     alert->setDefaultButton(merge);
     connect(alert, &QMessageBox::buttonClicked, this, [this, load, merge](QAbstractButton* button) {
         if (button == load)

@@ -3,6 +3,7 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QScrollBar>
+#include <QtMath>
 
 #include "Model/LibraryModel.h"
 #include "PhotoListModel.h"
@@ -77,7 +78,8 @@ void PhotoGridView::updateCellSize()
     QSize cell;
     if (m_layout == Layout::sheet) {
         // Stretch the cells so that the columns fill the width without a ragged right edge.
-        const int width = viewport()->width();
+        // The layout wraps a row that fills the width exactly, so a few pixels stay free.
+        const int width = viewport()->width() - 4;
         const int columns = qMax(1, width / sheetCellWidth);
         cell = QSize(qMax(120, width / columns), sheetCellHeight);
         setGridSize(cell);
@@ -87,8 +89,12 @@ void PhotoGridView::updateCellSize()
     }
     if (cell != m_delegate->cellSize()) {
         m_delegate->setCellSize(cell);
-        // Uniform sizes are cached by the view; a new hint needs a relayout.
+        const QSizeF area = ThumbnailDelegate::thumbnailArea(QRectF(QPointF(), QSizeF(cell))).size() * devicePixelRatioF();
+        m_thumbnails->setDisplaySize(QSize(qFloor(area.width()), qFloor(area.height())));
+        // Uniform sizes are cached by the view; a new hint needs a relayout, after which the
+        // current photo may have moved out of sight.
         doItemsLayout();
+        followCurrent();
     }
 }
 
@@ -98,10 +104,31 @@ void PhotoGridView::resizeEvent(QResizeEvent* event)
     updateCellSize();
 }
 
+void PhotoGridView::showEvent(QShowEvent* event)
+{
+    QListView::showEvent(event);
+    // Shown again (the sheet toggled): the current photo may have changed while hidden.
+    followCurrent();
+}
+
+bool PhotoGridView::viewportEvent(QEvent* event)
+{
+    // The viewport learns its width after the view's own resize (scroll bars come and go).
+    if (event->type() == QEvent::Resize)
+        updateCellSize();
+    return QListView::viewportEvent(event);
+}
+
 void PhotoGridView::followCurrent()
 {
     const QModelIndex current = m_photos.currentIndex();
-    if (current.isValid())
+    if (!current.isValid())
+        return;
+    // The filmstrip keeps the current photo in its middle, with what comes before and after in
+    // sight; the sheet only scrolls when the photo leaves the screen.
+    if (m_layout == Layout::filmstrip && !viewport()->rect().adjusted(0, 40, 0, -40).contains(visualRect(current)))
+        scrollTo(current, QAbstractItemView::PositionAtCenter);
+    else
         scrollTo(current, QAbstractItemView::EnsureVisible);
 }
 

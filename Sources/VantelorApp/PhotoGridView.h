@@ -29,6 +29,8 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     void updateCellSize();

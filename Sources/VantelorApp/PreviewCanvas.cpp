@@ -5,6 +5,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWheelEvent>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include "Appearance.h"
 #include "Model/LibraryModel.h"
@@ -15,10 +16,39 @@ namespace vantelor {
 
 namespace {
 
+// Room around a fitted photo, so that its edges read against the dark canvas.
+constexpr int fitMargin = 12;
+
 struct TintedMask {
     QImage image;
     double share = 0;
 };
+
+// A reduction that keeps thin edges: each output pixel takes the most opaque pixel of its block,
+// where an averaging filter would thin a one-pixel edge to a faint smear.
+QImage maxReduce(const QImage& image, int factor)
+{
+    if (factor <= 1)
+        return image;
+    const int width = std::max(1, image.width() / factor);
+    const int height = std::max(1, image.height() / factor);
+    QImage out(width, height, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < height; ++y) {
+        auto* target = reinterpret_cast<QRgb*>(out.scanLine(y));
+        for (int x = 0; x < width; ++x) {
+            QRgb best = 0;
+            for (int dy = 0; dy < factor; ++dy) {
+                const auto* source = reinterpret_cast<const QRgb*>(image.constScanLine(y * factor + dy)) + x * factor;
+                for (int dx = 0; dx < factor; ++dx) {
+                    if (qAlpha(source[dx]) > qAlpha(best))
+                        best = source[dx];
+                }
+            }
+            target[x] = best;
+        }
+    }
+    return out;
+}
 
 // The mask's light grey multiplied by the colour, as premultiplied ARGB ready to draw, reduced
 // to the size it will be drawn at when that is smaller.
@@ -39,8 +69,12 @@ TintedMask tint(const FocusMask& mask, QColor colour, QSize drawn)
     painter.end();
     const double total = double(grey.width()) * grey.height();
     out.share = total > 0 ? 100.0 * double(mask.highlightedPixels) / total : 0;
-    if (drawn.isValid() && drawn.width() < out.image.width())
-        out.image = out.image.scaled(drawn, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (drawn.isValid() && drawn.width() > 0 && drawn.width() < out.image.width()) {
+        const int factor = out.image.width() / drawn.width();
+        out.image = maxReduce(out.image, factor);
+        if (out.image.size() != drawn)
+            out.image = out.image.scaled(drawn, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
     return out;
 }
 
@@ -68,8 +102,27 @@ void PreviewCanvas::previewChanged()
 {
     const auto& preview = m_library.preview();
     const QImage image = preview ? preview->image : QImage();
-    if (image.cacheKey() == m_imageKey && !image.isNull())
+    if (!image.isNull() && (image.cacheKey() == m_imageKey || image.cacheKey() == m_pendingKey))
         return;
+    const quint64 token = ++m_adoptToken;
+    m_pendingKey = image.cacheKey();
+    const QSize target = fittedDeviceSize(image);
+    if (image.isNull() || m_zoom > 0 || !isVisible() || target.isEmpty() || target.width() >= image.width()) {
+        adopt(image, QImage());
+        return;
+    }
+    // The reduction to the view is the costly part of a step: it runs on the pool while the
+    // previous photo stays on screen, and the new one replaces it with its pixels ready.
+    QtConcurrent::run([image, target] { return Downscale::fit(image, std::max(target.width(), target.height())); })
+        .then(this, [this, token, image](const QImage& reduced) {
+            if (token == m_adoptToken)
+                adopt(image, reduced);
+        });
+}
+
+void PreviewCanvas::adopt(const QImage& image, const QImage& reduced)
+{
+    m_pendingKey = 0;
     const bool samePhotoLarger = !m_image.isNull() && !image.isNull()
         && std::abs(double(image.width()) / image.height() - double(m_image.width()) / m_image.height()) < 0.01
         && m_library.zoom() > 0;
@@ -79,7 +132,9 @@ void PreviewCanvas::previewChanged()
     // looks at; another photo starts at its centre.
     if (!samePhotoLarger)
         m_center = QPointF(0.5, 0.5);
-    m_reduced = QPixmap();
+    m_reduced = reduced.isNull() ? QPixmap() : QPixmap::fromImage(reduced);
+    m_reducedKey = m_imageKey;
+    m_reducedSize = reduced.size();
     m_full = QPixmap();
     clearFocus();
     if (m_focusEnabled)
@@ -164,12 +219,27 @@ void PreviewCanvas::restartFocus()
 
 double PreviewCanvas::fitScale() const
 {
-    if (m_image.isNull() || width() <= 0 || height() <= 0)
+    return fitScale(m_image);
+}
+
+double PreviewCanvas::fitScale(const QImage& image) const
+{
+    if (image.isNull() || width() <= 0 || height() <= 0)
         return 1;
     const double ratio = devicePixelRatioF();
-    const double s = std::min(width() * ratio / m_image.width(), height() * ratio / m_image.height());
+    const double w = std::max(1, width() - 2 * fitMargin);
+    const double h = std::max(1, height() - 2 * fitMargin);
+    const double s = std::min(w * ratio / image.width(), h * ratio / image.height());
     // Small previews are not blown up to fill the view.
     return std::min(s, 1.0) / ratio;
+}
+
+QSize PreviewCanvas::fittedDeviceSize(const QImage& image) const
+{
+    if (image.isNull())
+        return {};
+    const double s = fitScale(image) * devicePixelRatioF();
+    return QSize(qRound(image.width() * s), qRound(image.height() * s));
 }
 
 double PreviewCanvas::scale() const
@@ -237,7 +307,9 @@ void PreviewCanvas::zoomAround(double newZoom, QPointF point)
 
 const QPixmap& PreviewCanvas::reduced(QSize size)
 {
-    if (m_reducedKey != m_imageKey || m_reducedSize != size || m_reduced.isNull()) {
+    // A reduction made on the pool may differ from the painted size by rounding.
+    const bool close = std::abs(m_reducedSize.width() - size.width()) <= 1 && std::abs(m_reducedSize.height() - size.height()) <= 1;
+    if (m_reducedKey != m_imageKey || !close || m_reduced.isNull()) {
         const QImage small = Downscale::fit(m_image, std::max(size.width(), size.height()));
         m_reduced = QPixmap::fromImage(small);
         m_reducedKey = m_imageKey;

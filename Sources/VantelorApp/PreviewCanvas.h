@@ -32,7 +32,7 @@ public:
     std::optional<double> focusShare() const { return m_focusShare; }
     // Screen pixels per preview pixel as drawn now.
     double scale() const;
-    // The view point of the preview's centre, for tests and the benchmark.
+    // The preview on screen (the previous one while the next is being reduced).
     QImage shownImage() const { return m_image; }
     bool focusPending() const { return m_focusPending; }
 
@@ -50,10 +50,14 @@ protected:
 
 private:
     void previewChanged();
+    void adopt(const QImage& image, const QImage& reduced);
     void displayChanged();
     void restartFocus();
     void clearFocus();
     double fitScale() const;
+    double fitScale(const QImage& image) const;
+    // The device pixels a photo covers when fitted to this view.
+    QSize fittedDeviceSize(const QImage& image) const;
     // Where the whole preview lands in widget coordinates at the current scale and centre.
     QRectF imageRect() const;
     void clampCenter();
@@ -65,6 +69,9 @@ private:
     LibraryModel& m_library;
     QImage m_image;
     qint64 m_imageKey = 0;
+    // The preview being reduced for display, and the count that drops an outrun reduction.
+    qint64 m_pendingKey = 0;
+    quint64 m_adoptToken = 0;
     // The preview point at the view's centre, 0…1 on both axes.
     QPointF m_center{0.5, 0.5};
 

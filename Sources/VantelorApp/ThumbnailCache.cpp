@@ -41,8 +41,12 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
         if (it == m_pending.constEnd() || it->token != token)
             return;
         m_pending.erase(it);
-        if (result && !result->image.isNull())
-            m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(result->image)));
+        if (result && !result->image.isNull()) {
+            QImage image = result->image;
+            if (m_displaySize.isValid() && (image.width() > m_displaySize.width() || image.height() > m_displaySize.height()))
+                image = image.scaled(m_displaySize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(image)));
+        }
         else
             m_failed.insert(key);
         emit ready(url);

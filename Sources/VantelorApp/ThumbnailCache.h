@@ -33,6 +33,10 @@ public:
     // The photo's thumbnail, starting its load when needed. `pixmap` is set when ready.
     State thumbnail(const PhotoItem& item, QPixmap* pixmap);
 
+    // The device pixels a thumbnail is drawn into: arriving images are reduced to fit once, so
+    // that painting a screen of cells draws them 1:1 instead of scaling each on every paint.
+    void setDisplaySize(QSize size) { m_displaySize = size; }
+
     void beginFrame();
     void endFrame();
     // Drops everything (another folder).
@@ -47,6 +51,7 @@ signals:
 private:
     PreviewLoading& m_loader;
     int m_dimension;
+    QSize m_displaySize;
     QCache<QString, QPixmap> m_pixmaps;
     QSet<QString> m_failed;
     struct Pending {

@@ -17,6 +17,11 @@ ThumbnailDelegate::ThumbnailDelegate(const PhotoListModel& photos, ThumbnailCach
 {
 }
 
+QRectF ThumbnailDelegate::thumbnailArea(const QRectF& cell)
+{
+    return cell.adjusted(3, 3, -3, -3).adjusted(6, 6, -6, -captionHeight);
+}
+
 QSize ThumbnailDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const
 {
     return m_cellSize;
@@ -42,14 +47,17 @@ void ThumbnailDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     painter->fillPath(frame, background);
 
     // The thumbnail, fitted into the area above the caption.
-    const QRectF area = cell.adjusted(6, 6, -6, -captionHeight);
+    const QRectF area = thumbnailArea(QRectF(option.rect));
     QPixmap pixmap;
     const auto state = m_thumbnails.thumbnail(m_photos.photo(index.row()), &pixmap);
     if (state == ThumbnailCache::State::ready) {
+        const qreal ratio = painter->device()->devicePixelRatioF();
         const QSizeF fitted = QSizeF(pixmap.size()).scaled(area.size(), Qt::KeepAspectRatio);
         const QRectF target(area.center() - QPointF(fitted.width() / 2, fitted.height() / 2), fitted);
-        painter->setRenderHint(QPainter::SmoothPixmapTransform);
-        painter->drawPixmap(target, pixmap, pixmap.rect());
+        // Thumbnails arrive reduced to the cell; only a cell resized since then scales here.
+        const bool exact = std::abs(fitted.width() * ratio - pixmap.width()) < 1.5;
+        painter->setRenderHint(QPainter::SmoothPixmapTransform, !exact);
+        painter->drawPixmap(exact ? QRectF(target.topLeft(), QSizeF(pixmap.size()) / ratio) : target, pixmap, pixmap.rect());
     } else {
         painter->fillRect(area, Appearance::canvas());
         if (state == ThumbnailCache::State::failed) {

@@ -24,6 +24,8 @@ public:
 
     // Height of the text under the thumbnail.
     static constexpr int captionHeight = 38;
+    // The part of a cell the thumbnail is fitted into.
+    static QRectF thumbnailArea(const QRectF& cell);
 
 private:
     const PhotoListModel& m_photos;

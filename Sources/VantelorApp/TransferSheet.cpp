@@ -72,6 +72,7 @@ TransferSheet::TransferSheet(const TransferPlan& plan, QWidget* parent) : QDialo
     m_list->setUniformRowHeights(true);
     m_list->setSelectionMode(QAbstractItemView::NoSelection);
     m_list->setFocusPolicy(Qt::NoFocus);
+    m_list->setStyleSheet(QStringLiteral("QTreeWidget::item { padding: 3px 2px; }"));
     for (const Group& group : groups) {
         auto* row = new QTreeWidgetItem(m_list);
         row->setText(0, Paths::displayText(Paths::fileName(group.head)) + QStringLiteral("  ·  ") + files(group.items.size()));

@@ -112,10 +112,13 @@ int main(int argc, char** argv)
         if (i < nefCount) {
             NefLayout layout;
             layout.exif = exif(i, taken, true);
-            const QImage large = picture.scaled(picture.size().scaled(3008, 3008, Qt::KeepAspectRatio), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+            // Never enlarged: an upscaled preview is soft and focus peaking would find nothing.
+            const int longest = std::min(3008, std::max(picture.width(), picture.height()));
+            const QImage large = picture.scaled(picture.size().scaled(longest, longest, Qt::KeepAspectRatio), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
             const QImage small = picture.scaled(picture.size().scaled(640, 640, Qt::KeepAspectRatio), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
             layout.previews = {makeJpeg(small, 85), makeJpeg(large, 90)};
             layout.rawBytes = 256 * 1024;
+            layout.rawSize = QSize(6048, 4024);
             const QString name = QStringLiteral("DSC_%1").arg(4210 + i, 4, 10, QLatin1Char('0'));
             writeFile(output + QLatin1Char('/') + name + QStringLiteral(".NEF"), makeNef(layout));
             // Some photos were already rated in another tool.
@@ -125,7 +128,7 @@ int main(int argc, char** argv)
             ExifInfo info = exif(i, taken, false);
             const QImage thumb = picture.scaled(picture.size().scaled(160, 160, Qt::KeepAspectRatio), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
             info.thumbnailJpeg = makeJpeg(thumb, 80);
-            const QImage body = picture.scaled(picture.size().scaled(3000, 3000, Qt::KeepAspectRatio), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+            const QImage body = picture;
             const QString name = QStringLiteral("DSCF%1.JPG").arg(7300 + i, 4, 10, QLatin1Char('0'));
             writeFile(output + QLatin1Char('/') + name, makeJpeg(body, 88, info));
         }

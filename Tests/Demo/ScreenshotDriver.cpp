@@ -22,6 +22,7 @@
 #include "PreviewWindow.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
+#include "Support/XmpFixtures.h"
 #include "ThumbnailCache.h"
 #include "VantelorCullingApp.h"
 
@@ -156,6 +157,12 @@ int main(int argc, char** argv)
     shoot(window, QStringLiteral("04-contact-sheet"));
     library.setShowSheet(false);
 
+    // A photo with fine detail in focus: the ladybird's stem.
+    const int sharp = indexOf(library, QStringLiteral("DSC_4216.NEF"));
+    if (sharp >= 0)
+        library.select(library.visiblePhotos()[sharp].url);
+    waitFor("the sharp preview", [&] { return library.displayedID() == library.selectedID() && !library.previewLoading(); });
+    library.setFocusSensitivity(0.9);
     library.setFocusEnabled(true);
     waitFor("the focus mask", [&] { return content.canvas()->focusShare().has_value(); });
     shoot(window, QStringLiteral("05-focus-peaking"));
@@ -190,8 +197,7 @@ int main(int argc, char** argv)
         library.setAutoSave(false);
         library.setRating(5);
         const QString sidecar = Paths::join(Paths::parent(url), Paths::baseName(url) + QStringLiteral(".xmp"));
-        test::writeFile(sidecar, QByteArrayLiteral("<?xml version=\"1.0\"?><x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
-                                                   "<rdf:Description rdf:about=\"\" xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"2\"/></rdf:RDF></x:xmpmeta>\n"));
+        test::writeFile(sidecar, test::XmpFixtures::lightroom(2, QStringLiteral("Red")));
         library.savePending();
         if (waitFor("the conflict alert", [&] { return content.conflictAlert() != nullptr; })) {
             shootWithDialog(window, *content.conflictAlert(), QStringLiteral("08-conflict-alert"));

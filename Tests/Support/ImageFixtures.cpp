@@ -164,7 +164,7 @@ QByteArray makeNef(const NefLayout& layout)
     }
     TiffIfd raw;
     raw.longs(0xFE, {0});
-    raw.longs(0x100, {64}).longs(0x101, {32});
+    raw.longs(0x100, {quint32(layout.rawSize.width())}).longs(0x101, {quint32(layout.rawSize.height())});
     raw.shorts(0x103, {34713});
     raw.data(0x111, 0x117, QByteArray(layout.rawBytes, '\x5A'));
     subs.append(raw);

@@ -53,6 +53,7 @@ struct NefLayout {
     ExifInfo exif;
     bool littleEndian = false;    // Nikon writes big-endian ("MM")
     int rawBytes = 4096;
+    QSize rawSize{64, 32};        // the sensor size the raw-data IFD declares
 };
 QByteArray makeNef(const NefLayout& layout);
 // A NEF with one embedded JPEG preview of the given size and a capture time.

@@ -78,6 +78,7 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
         {"thumb.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 160, {160, 120}, Source::thumbnail, 2400},
         {"reduced.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 100, {100, 75}, Source::thumbnail, 2400},
         {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, 800},
+        {"cmyk.jpg", makeCmykJpeg(image), 450, {450, 300}, Source::fullImage, 900},
         {"a.png", makePng(image), 450, {450, 300}, Source::fullImage, 900},
         {notUtf8 + ".TIFF", makeTiff(image), 450, {450, 300}, Source::fullImage, 900},
         {"saved-as.jpg", makePng(image), 450, {450, 300}, Source::fullImage, 900},  // the content decides
@@ -188,6 +189,7 @@ TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
     const struct { QSize source; int max; QSize target; } rows[] = {
         {{3024, 2016}, 2560, {2560, 1707}},  // the two-tap path
         {{300, 200}, 200, {200, 133}},       // a reduction by a third: still two taps
+        {{302, 201}, 202, {202, 134}},       // two taps, with columns left over after four at a time
         {{301, 200}, 151, {151, 100}},       // by half: Qt's area filter
         {{1200, 800}, 160, {160, 107}},      // a larger reduction: Qt's area filter
         {{64, 48}, 100, {64, 48}},           // never enlarged

@@ -86,6 +86,18 @@ struct Fixture {
     ScriptedDecoder decoder;
     PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), decoder.function()};
 
+    // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
+    QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads()
+    {
+        QList<QFuture<Result<PreviewResult>>> futures;
+        for (const QString& name : {QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}) {
+            decoder.hold(name);
+            futures.append(service.load(photo(name), 2560));
+            decoder.waitUntilStarted(name);
+        }
+        return futures;
+    }
+
     PhotoItem photo(const QString& name)
     {
         const QString path = sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels"));
@@ -130,20 +142,14 @@ TEST(PreviewService, ACacheHitNeverWaitsForADecode)
     const auto first = f.service.load(item, 1000).result();
     ASSERT_TRUE(first.ok());
     // Both display threads are busy decoding: a hit must not wait for them.
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
     const auto hit = f.service.load(item, 1000);
     ASSERT_TRUE(hit.result().ok());
     EXPECT_EQ(hit.result()->image.size(), QSize(1000, 500));
     EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
     EXPECT_EQ(PreviewService::Probe::cache(f.service).totalCost(), first->cost());
-    f.decoder.release(busy1.name());
-    f.decoder.release(busy2.name());
+    f.decoder.release(QStringLiteral("busy1.jpg"));
+    f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
 TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
@@ -197,13 +203,7 @@ TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
 TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
 {
     Fixture f;
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
 
     auto queued = f.service.load(f.photo(QStringLiteral("queued.jpg")), 2560);
     queued.cancel();
@@ -211,8 +211,8 @@ TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
     EXPECT_TRUE(queued.isCanceled());
     EXPECT_EQ(queued.resultCount(), 0);
 
-    f.decoder.release(busy1.name());
-    f.decoder.release(busy2.name());
+    f.decoder.release(QStringLiteral("busy1.jpg"));
+    f.decoder.release(QStringLiteral("busy2.jpg"));
     PreviewService::Probe::waitForIdle(f.service);
     EXPECT_FALSE(f.decoder.started().contains(QStringLiteral("queued.jpg")));
     EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
@@ -259,13 +259,7 @@ TEST(PreviewService, CancellingWhileWaitingForTheKeyEndsAtOnce)
 TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
 {
     Fixture f;
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
 
     const auto thumb1 = f.service.load(f.photo(QStringLiteral("thumb1.jpg")), 200);
     const auto thumb2 = f.service.load(f.photo(QStringLiteral("thumb2.jpg")), 800);
@@ -278,10 +272,10 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
         QThread::yieldCurrentThread();
 
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
-    f.decoder.release(busy1.name());
+    f.decoder.release(QStringLiteral("busy1.jpg"));
     ASSERT_TRUE(thumb2.result().ok());
     EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
-    f.decoder.release(busy2.name());
+    f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
 TEST(PreviewService, PrefetchDecodesOneFileAtATime)

@@ -13,7 +13,7 @@
 #include <QFile>
 
 #include "Library/CaptureTimeReader.h"
-#include "Library/FolderIndexer.h"
+#include "Library/FolderIndexerProbe.h"
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 
@@ -56,7 +56,7 @@ ScanSnapshot scan(const QString& folder)
 {
     FolderIndexer indexer(folder, 256);
     for (;;) {
-        auto snapshot = indexer.nextBatchNow({});
+        auto snapshot = FolderIndexer::Probe::nextBatchNow(indexer, {});
         if (!snapshot || snapshot->finished)
             return snapshot ? *snapshot : ScanSnapshot{};
     }

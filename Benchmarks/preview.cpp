@@ -14,7 +14,7 @@
 #include <QFile>
 
 #include "Previews/FocusPeaking.h"
-#include "Previews/PreviewService.h"
+#include "Previews/PreviewServiceProbe.h"
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
@@ -87,20 +87,20 @@ int run(const QString& folder)
         prefetches.append(service.prefetch(photo, PreviewService::standardDimension));
     for (auto& f : prefetches)
         f.waitForFinished();
-    service.waitForIdle();
+    PreviewService::Probe::waitForIdle(service);
     const qint64 rssAfter = statusKiB("VmRSS:");
     const qint64 peak = statusKiB("VmHWM:");
     std::printf("6 prefetches de 2560 px: RSS %.1f MB (antes %.1f MB, pico %.1f MB), caché %.1f MB en %d entradas\n",
-                rssAfter / 1024.0, rssBefore / 1024.0, peak / 1024.0, service.cache().totalCost() / 1048576.0,
-                service.cache().count());
+                rssAfter / 1024.0, rssBefore / 1024.0, peak / 1024.0, PreviewService::Probe::cache(service).totalCost() / 1048576.0,
+                PreviewService::Probe::cache(service).count());
 
     std::vector<double> hits;
-    const int decodes = service.decodeCount();
+    const int decodes = PreviewService::Probe::decodeCount(service);
     for (int i = 0; i < 2000; ++i) {
         const auto start = Clock::now();
         // A hit is answered by the lookup worker: the round trip is the figure.
         const bool ready = service.load(photos[i % 6], PreviewService::standardDimension).result().ok()
-                           && service.decodeCount() == decodes;
+                           && PreviewService::Probe::decodeCount(service) == decodes;
         hits.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
         if (!ready) {
             std::fprintf(stderr, "La consulta %d no fue un acierto de caché\n", i);

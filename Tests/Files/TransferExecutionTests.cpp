@@ -45,7 +45,8 @@ TEST(TransferExecution, CopyPlacesVerifiedCopiesKeepingAttributes)
     ASSERT_EQ(::chmod(nativePhoto.constData(), 0640), 0);
     const struct timespec times[2] = {{1'600'000'000, 123'456'789}, {1'500'000'000, 987'654'321}};
     ASSERT_EQ(::utimensat(AT_FDCWD, nativePhoto.constData(), times, 0), 0);
-    const bool xattrs = ::setxattr(nativePhoto.constData(), "user.xdg.tags", "rojo", 4, 0) == 0;
+    const bool xattrs = ::setxattr(nativePhoto.constData(), "user.xdg.tags", "rojo", 4, 0) == 0
+        && ::setxattr(nativePhoto.constData(), "user.empty", "", 0, 0) == 0;
 
     const TransferPlan plan = shoot.plan(TransferKind::copy);
     const auto receipt = execute(plan);
@@ -65,6 +66,7 @@ TEST(TransferExecution, CopyPlacesVerifiedCopiesKeepingAttributes)
                              sizeof value),
                   4);
         EXPECT_STREQ(value, "rojo");
+        EXPECT_EQ(::getxattr(Paths::encode(Paths::join(shoot.dest, "DSC_0001.NEF")).constData(), "user.empty", value, sizeof value), 0);
     }
     // Checked last: reading the copies here would touch their access times.
     EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 4);

@@ -47,6 +47,9 @@ TEST(ShortcutJson, DecodesTheFileForm)
     EXPECT_TRUE(ShortcutProfile::fromJson(
         profileJson(R"("kind": "mouse", "code": 3.0, "modifiers": 0, "display": "")", "\"copy\"", "1.0")).ok());
     EXPECT_TRUE(ShortcutProfile::fromJson(R"({"version": 1, "bindings": []})").ok());
+    // Versions are whole numbers up to 2^53, the largest a JSON number holds exactly.
+    EXPECT_TRUE(ShortcutProfile::fromJson(R"({"version": 9007199254740992, "bindings": []})").ok());
+    EXPECT_FALSE(ShortcutProfile::fromJson(R"({"version": 18014398509481984, "bindings": []})").ok());
 }
 
 TEST(ShortcutJson, RefusesAnythingOutsideTheForm)

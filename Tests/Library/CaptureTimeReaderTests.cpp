@@ -131,6 +131,8 @@ TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
         {"RST0", soi + QByteArray("\xFF\xD0", 2) + exif + image, true},
         {"RST7", soi + QByteArray("\xFF\xD7", 2) + exif + image, true},
         {"a second SOI", soi + soi + exif + image, true},
+        {"EXIF as the 64th segment", soi + jpegSegment(0xE2, "x").repeated(63) + exif + image, true},
+        {"EXIF past the 64 segments walked", soi + jpegSegment(0xE2, "x").repeated(64) + exif + image, false},
         {"xmp only", soi + xmp + image, false},
         {"after the scan", soi + image.chopped(2) + exif, false},
     };

@@ -5,7 +5,7 @@
 
 #include <QSet>
 
-#include "Library/FolderIndexer.h"
+#include "Library/FolderIndexerProbe.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -129,10 +129,10 @@ TEST(FolderIndexer, CancelledIndexersAndCancelledCallsFail)
     // A call whose task is cancelled mid-batch keeps nothing of that batch.
     FolderIndexer partial(box.path(), 5);
     int turns = 0;
-    const auto cancelled = partial.nextBatchNow([&turns] { return ++turns > 3; });
+    const auto cancelled = FolderIndexer::Probe::nextBatchNow(partial, [&turns] { return ++turns > 3; });
     ASSERT_FALSE(cancelled.ok());
     EXPECT_TRUE(isCancelled(cancelled.failure()));
-    const auto resumed = partial.nextBatchNow({});
+    const auto resumed = FolderIndexer::Probe::nextBatchNow(partial, {});
     ASSERT_TRUE(resumed.ok());
     EXPECT_LE(resumed->photos.size(), 5);
 }

@@ -5,7 +5,7 @@
 #include <dlfcn.h>
 
 #include "Library/DirectoryEnumerator.h"
-#include "Library/FolderIndexer.h"
+#include "Library/FolderIndexerProbe.h"
 #include "Support/Sandbox.h"
 
 // No file system fails a listing half-way on demand, so this program's own readdir stands in
@@ -54,11 +54,11 @@ TEST(FolderIndexer, AReadErrorPartWayIsCountedAsSkipped)
     for (int i = 0; i < 10; ++i)
         box.write(QStringLiteral("DSC_%1.NEF").arg(i), "n");
     FolderIndexer indexer(box.path(), 4);
-    const auto first = indexer.nextBatchNow({});
+    const auto first = FolderIndexer::Probe::nextBatchNow(indexer, {});
     ASSERT_TRUE(first.ok());
     EXPECT_EQ(first->skippedCount, 0);
     entriesBeforeFailure = 1;
-    const auto second = indexer.nextBatchNow({});
+    const auto second = FolderIndexer::Probe::nextBatchNow(indexer, {});
     ASSERT_TRUE(second.ok());
     EXPECT_TRUE(second->finished);
     EXPECT_EQ(second->skippedCount, 1);

@@ -111,6 +111,7 @@ TEST(XMPDocumentValues, labelIsTheUntrimmedTextOrAbsent)
     EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label/>")).label, QString());
     EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label>Rojo &amp; <![CDATA[<azul>]]></xmp:Label>")).label,
               QStringLiteral("Rojo & <azul>"));
+    EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label>Ro<!-- a comment -->jo</xmp:Label>")).label, QStringLiteral("Rojo"));
     // Any prefix bound to the xmp namespace counts; the prefix "xmp" bound elsewhere does not.
     EXPECT_EQ(valuesOf(sidecar(" xmlns:b=\"" + xmpUri + "\" b:Rating=\"2\"")).rating, 2);
     EXPECT_EQ(valuesOf("<rdf:RDF xmlns:rdf=\"" + rdfUri

@@ -8,7 +8,7 @@
 #include <QWaitCondition>
 
 #include "Previews/PreviewCache.h"
-#include "Previews/PreviewService.h"
+#include "Previews/PreviewServiceProbe.h"
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
@@ -86,6 +86,18 @@ struct Fixture {
     ScriptedDecoder decoder;
     PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), decoder.function()};
 
+    // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
+    QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads()
+    {
+        QList<QFuture<Result<PreviewResult>>> futures;
+        for (const QString& name : {QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}) {
+            decoder.hold(name);
+            futures.append(service.load(photo(name), 2560));
+            decoder.waitUntilStarted(name);
+        }
+        return futures;
+    }
+
     PhotoItem photo(const QString& name)
     {
         const QString path = sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels"));
@@ -116,10 +128,10 @@ TEST(PreviewService, ResultsAreKeyedByFileAndClampedSize)
         EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used}) << row.asked;
         // The clamped size is a hit without decoding again; another size is another entry.
         EXPECT_EQ(f.service.load(item, row.used).result()->image.size(), first->image.size());
-        EXPECT_EQ(f.service.decodeCount(), 1) << row.asked;
+        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1) << row.asked;
         ASSERT_TRUE(f.service.load(item, row.used == 32 ? 400 : 2560).result().ok());
-        EXPECT_EQ(f.service.decodeCount(), 2) << row.asked;
-        EXPECT_EQ(f.service.cache().count(), 2);
+        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 2) << row.asked;
+        EXPECT_EQ(PreviewService::Probe::cache(f.service).count(), 2);
     }
 }
 
@@ -130,20 +142,14 @@ TEST(PreviewService, ACacheHitNeverWaitsForADecode)
     const auto first = f.service.load(item, 1000).result();
     ASSERT_TRUE(first.ok());
     // Both display threads are busy decoding: a hit must not wait for them.
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
     const auto hit = f.service.load(item, 1000);
     ASSERT_TRUE(hit.result().ok());
     EXPECT_EQ(hit.result()->image.size(), QSize(1000, 500));
-    EXPECT_EQ(f.service.decodeCount(), 1);
-    EXPECT_EQ(f.service.cache().totalCost(), first->cost());
-    f.decoder.release(busy1.name());
-    f.decoder.release(busy2.name());
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
+    EXPECT_EQ(PreviewService::Probe::cache(f.service).totalCost(), first->cost());
+    f.decoder.release(QStringLiteral("busy1.jpg"));
+    f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
 TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
@@ -159,9 +165,9 @@ TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
     f.decoder.release(item.name());
     ASSERT_TRUE(first.result().ok());
     ASSERT_TRUE(second.result().ok());
-    EXPECT_EQ(f.service.decodeCount(), 1);
-    f.service.waitForIdle();
-    EXPECT_EQ(f.service.decodeLockCount(), 0);
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
+    PreviewService::Probe::waitForIdle(f.service);
+    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
@@ -189,21 +195,15 @@ TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
     f.decoder.release(a.name());
     f.decoder.release(ahead1.name());
     ASSERT_TRUE(joined.result().ok());
-    f.service.waitForIdle();
-    EXPECT_EQ(f.service.decodeCount(), 4);
-    EXPECT_EQ(f.service.decodeLockCount(), 0);
+    PreviewService::Probe::waitForIdle(f.service);
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 4);
+    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
 {
     Fixture f;
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
 
     auto queued = f.service.load(f.photo(QStringLiteral("queued.jpg")), 2560);
     queued.cancel();
@@ -211,11 +211,11 @@ TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
     EXPECT_TRUE(queued.isCanceled());
     EXPECT_EQ(queued.resultCount(), 0);
 
-    f.decoder.release(busy1.name());
-    f.decoder.release(busy2.name());
-    f.service.waitForIdle();
+    f.decoder.release(QStringLiteral("busy1.jpg"));
+    f.decoder.release(QStringLiteral("busy2.jpg"));
+    PreviewService::Probe::waitForIdle(f.service);
     EXPECT_FALSE(f.decoder.started().contains(QStringLiteral("queued.jpg")));
-    EXPECT_EQ(f.service.decodeLockCount(), 0);
+    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
@@ -231,10 +231,10 @@ TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
     EXPECT_TRUE(f.decoder.dimensions().isEmpty());
 
     f.decoder.release(item.name());
-    f.service.waitForIdle();
+    PreviewService::Probe::waitForIdle(f.service);
     const auto later = f.service.load(item, 2560);
     EXPECT_TRUE(later.result().ok());
-    EXPECT_EQ(f.service.decodeCount(), 1);
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
 }
 
 TEST(PreviewService, CancellingWhileWaitingForTheKeyEndsAtOnce)
@@ -251,21 +251,15 @@ TEST(PreviewService, CancellingWhileWaitingForTheKeyEndsAtOnce)
 
     f.decoder.release(item.name());
     ASSERT_TRUE(first.result().ok());
-    f.service.waitForIdle();
-    EXPECT_EQ(f.service.decodeCount(), 1);
-    EXPECT_EQ(f.service.decodeLockCount(), 0);
+    PreviewService::Probe::waitForIdle(f.service);
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
+    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
 {
     Fixture f;
-    const PhotoItem busy1 = f.photo(QStringLiteral("busy1.jpg")), busy2 = f.photo(QStringLiteral("busy2.jpg"));
-    f.decoder.hold(busy1.name());
-    f.decoder.hold(busy2.name());
-    const auto b1 = f.service.load(busy1, 2560);
-    const auto b2 = f.service.load(busy2, 2560);
-    f.decoder.waitUntilStarted(busy1.name());
-    f.decoder.waitUntilStarted(busy2.name());
+    const auto busy = f.occupyDisplayThreads();
 
     const auto thumb1 = f.service.load(f.photo(QStringLiteral("thumb1.jpg")), 200);
     const auto thumb2 = f.service.load(f.photo(QStringLiteral("thumb2.jpg")), 800);
@@ -274,14 +268,14 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     ASSERT_TRUE(f.service.prefetch(f.photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
     EXPECT_FALSE(thumb1.isFinished());
     // Each request reaches its decode queue through the lookup worker: wait until all three wait.
-    while (f.service.decodeLockCount() < 5)
+    while (PreviewService::Probe::decodeLockCount(f.service) < 5)
         QThread::yieldCurrentThread();
 
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
-    f.decoder.release(busy1.name());
+    f.decoder.release(QStringLiteral("busy1.jpg"));
     ASSERT_TRUE(thumb2.result().ok());
     EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
-    f.decoder.release(busy2.name());
+    f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
 TEST(PreviewService, PrefetchDecodesOneFileAtATime)
@@ -308,8 +302,8 @@ TEST(PreviewService, FailuresAreNotCached)
             ::unlink(Paths::encode(item.url).constData());
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(f.service.load(item, 500).result().message(), BrowserError::unreadableImage(item.name()).message());
-        EXPECT_EQ(f.service.decodeCount(), gone ? 0 : 2);
-        EXPECT_EQ(f.service.cache().count(), 0);
+        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), gone ? 0 : 2);
+        EXPECT_EQ(PreviewService::Probe::cache(f.service).count(), 0);
     }
 }
 
@@ -322,7 +316,7 @@ TEST(PreviewService, AChangedFileGetsANewKey)
     ASSERT_EQ(utimensat(AT_FDCWD, Paths::encode(item.url).constData(), times, 0), 0);
     // The caller's record is stale; the service looks at the file as it is now.
     ASSERT_TRUE(f.service.load(item, 500).result().ok());
-    EXPECT_EQ(f.service.decodeCount(), 2);
+    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 2);
 }
 
 TEST(PreviewService, RemovesOnlyOldCacheFilesAtStart)
@@ -336,7 +330,7 @@ TEST(PreviewService, RemovesOnlyOldCacheFilesAtStart)
         sandbox.write(QStringLiteral("cache/") + name, "x");
     {
         PreviewService service(1024 * 1024, sandbox.file(QStringLiteral("cache")));
-        service.waitForIdle();
+        PreviewService::Probe::waitForIdle(service);
     }
     for (const QString& name : removed)
         EXPECT_FALSE(sandbox.exists(QStringLiteral("cache/") + name)) << name.toStdString();
@@ -384,7 +378,7 @@ TEST(PreviewService, DecodesRealFilesThroughTheDefaultDecoder)
     ASSERT_TRUE(result.ok()) << result.message().toStdString();
     EXPECT_EQ(result->image.size(), QSize(600, 400));
     EXPECT_FALSE(result->usedFallback);
-    EXPECT_EQ(service.cache().totalCost(), qint64(600) * 4 * 400);
+    EXPECT_EQ(PreviewService::Probe::cache(service).totalCost(), qint64(600) * 4 * 400);
 }
 
 TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)

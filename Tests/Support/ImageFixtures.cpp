@@ -122,6 +122,28 @@ QByteArray makeJpeg(const QImage& source, int quality, const std::optional<ExifI
     return jpeg;
 }
 
+QByteArray makeCmykJpeg(const QImage& source)
+{
+    // Inverted CMYK with full black: each of C, M, Y carries its colour's value as it is.
+    const QImage image = source.convertToFormat(QImage::Format_RGB32);
+    QByteArray cmyk;
+    cmyk.reserve(qsizetype(image.width()) * image.height() * 4);
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb p = image.pixel(x, y);
+            cmyk.append(char(qRed(p))).append(char(qGreen(p))).append(char(qBlue(p))).append(char(255));
+        }
+    tjhandle handle = tjInitCompress();
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    const int rc = tjCompress2(handle, reinterpret_cast<const unsigned char*>(cmyk.constData()), image.width(), 0,
+                               image.height(), TJPF_CMYK, &buffer, &size, TJSAMP_444, 90, 0);
+    QByteArray jpeg = rc == 0 ? QByteArray(reinterpret_cast<const char*>(buffer), qsizetype(size)) : QByteArray();
+    tjFree(buffer);
+    tjDestroy(handle);
+    return jpeg;
+}
+
 QByteArray jpegSegment(uchar type, const QByteArray& payload)
 {
     const int length = int(payload.size()) + 2;

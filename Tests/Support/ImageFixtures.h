@@ -40,6 +40,8 @@ QImage cameraFrame(int width, int height, unsigned seed);
 // A baseline JPEG of the image (libjpeg-turbo), with an "Exif" APP1 segment when info is given.
 QByteArray makeJpeg(const QImage& image, int quality = 85, const std::optional<ExifInfo>& info = std::nullopt);
 QByteArray makeJpeg(int width, int height, const std::optional<ExifInfo>& info = std::nullopt);
+// A CMYK JPEG as Photoshop writes it (inverted Adobe CMYK) that decodes to the image's colours.
+QByteArray makeCmykJpeg(const QImage& image);
 // The APP1 payload ("Exif\0\0" + TIFF) alone.
 QByteArray exifApp1(const ExifInfo& info, bool littleEndian = true);
 // A marker segment: 0xFF, the type, the big-endian length, the payload.

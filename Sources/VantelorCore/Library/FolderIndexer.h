@@ -25,10 +25,6 @@ public:
     QFuture<Result<ScanSnapshot>> nextBatch() override;
     QFuture<void> cancel() override;
 
-    // The work of nextBatch on the caller's thread, for the worker and for tests.
-    Result<ScanSnapshot> nextBatchNow(const CancelCheck& cancelled);
-    void cancelNow();
-
     // Merges a sorted batch into a sorted list; on equal keys the element already listed goes
     // first.
     static QList<PhotoItem> merge(QList<PhotoItem> existing, const QList<PhotoItem>& batch);
@@ -36,7 +32,16 @@ public:
     const QString& folder() const { return m_folder; }
     int batchSize() const { return m_batchSize; }
 
+    // Tests and benchmarks run a batch on their own thread (FolderIndexerProbe.h).
+    struct Probe;
+
 private:
+    friend struct Probe;
+
+    // The work of nextBatch and cancel, on the worker.
+    Result<ScanSnapshot> nextBatchNow(const CancelCheck& cancelled);
+    void cancelNow();
+
     QString m_folder;
     int m_batchSize;
     std::optional<DirectoryEnumerator> m_enumerator;

@@ -65,15 +65,17 @@ public:
     static int clampDimension(int dimension);
     static QString defaultCacheDirectory();
 
-    // For tests and benchmarks.
-    const PreviewCache& cache() const { return m_cache; }
-    int decodeCount() const { return m_decodes.load(); }
+    // What tests and benchmarks look at inside (PreviewServiceProbe.h); the app has no use for it.
+    struct Probe;
+
+private:
+    friend struct Probe;
+
     // Keys being decoded or waiting for a decode thread.
     int decodeLockCount() const;
     // Blocks until every queue is empty.
     void waitForIdle();
 
-private:
     // One key's decode, from the first request that missed the cache until its result is out.
     struct Decoding {
         QList<std::shared_ptr<PreviewRequest>> waiters;

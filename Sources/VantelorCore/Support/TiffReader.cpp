@@ -74,7 +74,7 @@ QByteArray TiffReader::readAt(quint32 offset, qint64 length)
     return m_file->read(absolute, length);
 }
 
-std::optional<QList<TiffReader::Entry>> TiffReader::ifd(quint32 offset, quint32* next)
+std::optional<QList<TiffReader::Entry>> TiffReader::ifd(quint32 offset)
 {
     const QByteArray head = readAt(offset, 2);
     if (head.size() != 2)
@@ -82,6 +82,7 @@ std::optional<QList<TiffReader::Entry>> TiffReader::ifd(quint32 offset, quint32*
     const int count = u16(head.constData());
     if (count == 0 || count > maxEntriesPerIfd)
         return std::nullopt;
+    // A whole IFD ends with the next one's offset, though no caller follows the chain.
     const QByteArray body = readAt(offset + 2, qint64(count) * 12 + 4);
     if (body.size() < count * 12)
         return std::nullopt;
@@ -97,8 +98,6 @@ std::optional<QList<TiffReader::Entry>> TiffReader::ifd(quint32 offset, quint32*
         e.inlineBytes = QByteArray(p + 8, 4);
         entries.append(std::move(e));
     }
-    if (next)
-        *next = body.size() >= count * 12 + 4 ? u32(body.constData() + count * 12) : 0;
     return entries;
 }
 

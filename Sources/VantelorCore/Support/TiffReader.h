@@ -32,8 +32,8 @@ public:
     bool littleEndian() const { return m_little; }
     quint32 firstIfdOffset() const { return m_firstIfd; }
 
-    // The entries of the IFD at an offset relative to the header, and the next IFD's offset.
-    std::optional<QList<Entry>> ifd(quint32 offset, quint32* next = nullptr);
+    // The entries of the IFD at an offset relative to the header.
+    std::optional<QList<Entry>> ifd(quint32 offset);
     // The value bytes of an entry (inline or pointed to); nothing when out of bounds or too big.
     std::optional<QByteArray> valueBytes(const Entry& entry);
     // A SHORT or LONG entry's first value.

@@ -1,6 +1,11 @@
 #include "TransferCommand.h"
 
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <unistd.h>
 
 #include <QJsonArray>
@@ -51,16 +56,17 @@ bool confirmed(const TransferPlan& plan)
         || answer == QLatin1String("y") || answer == QLatin1String("yes");
 }
 
-Result<TransferPlan> planFrom(const QCommandLineParser& parser, FileWorkflow& workflow, TransferKind kind)
+QFuture<Result<TransferPlan>> planFrom(const QCommandLineParser& parser, FileWorkflow& workflow, TransferKind kind)
 {
     QStringList sources;
     for (const QString& argument : parser.positionalArguments())
         sources.append(Paths::clean(argument));
-    return workflow.plan(sources, Paths::clean(parser.value(destinationOption)), kind).result();
+    return workflow.plan(sources, Paths::clean(parser.value(destinationOption)), kind);
 }
 
 const QString associatedFilesText = QStringLiteral(
-    "Cada FOTO viaja con todos los archivos de su carpeta que tienen su mismo nombre base (XMP, JPEG gemelo…). "
+    "Cada FOTO viaja con todos los archivos de su carpeta que tienen su mismo nombre base (XMP, JPEG gemelo…) "
+    "y con los de edición que llevan su nombre completo (DSC_0001.NEF.xmp, .pp3, .dop). "
     "Nunca se sobrescribe nada: si el destino ya contiene alguno de esos nombres, no se transfiere nada.");
 
 // What plan, copy and move accept: the sources, the command's own options and --to.
@@ -91,7 +97,7 @@ int showPlan(const QCommandLineParser& parser)
     }
 
     FileWorkflow workflow;
-    const Result<TransferPlan> plan = planFrom(parser, workflow, copy ? TransferKind::copy : TransferKind::move);
+    const Result<TransferPlan> plan = planFrom(parser, workflow, copy ? TransferKind::copy : TransferKind::move).result();
     if (!plan)
         return Io::fail(plan.message());
     if (parser.isSet(QStringLiteral("json"))) {
@@ -103,13 +109,46 @@ int showPlan(const QCommandLineParser& parser)
     return success;
 }
 
+sigset_t stopSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+
+// Waits for the work while Ctrl-C and SIGTERM, held back from every thread, are turned into a
+// request to stop: a transfer killed outright would leave its staging folder behind. True when
+// one came.
+template <typename T>
+bool waitStoppable(const QFuture<T>& future, const std::function<void()>& stop)
+{
+    const sigset_t held = stopSignals();
+    bool stopped = false;
+    while (!future.isFinished()) {
+        const timespec wait{0, 50 * 1000 * 1000};
+        if (sigtimedwait(&held, nullptr, &wait) > 0 && !stopped) {
+            stopped = true;
+            stop();
+        }
+    }
+    return stopped;
+}
+
 int transfer(const QCommandLineParser& parser, TransferKind kind)
 {
     const bool json = parser.isSet(QStringLiteral("json"));
     const bool yes = parser.isSet(yesOption);
 
+    // Blocked before the worker thread is born, so that only waitStoppable ever takes them.
+    const sigset_t held = stopSignals();
+    pthread_sigmask(SIG_BLOCK, &held, nullptr);
     FileWorkflow workflow;
-    const Result<TransferPlan> plan = planFrom(parser, workflow, kind);
+    QFuture<Result<TransferPlan>> planning = planFrom(parser, workflow, kind);
+    if (waitStoppable(planning, [&planning] { planning.cancel(); }))
+        return Io::fail(Cancelled().message());
+    const Result<TransferPlan> plan = planning.result();
     if (!plan)
         return Io::fail(plan.message());
     // The plan goes where it does not spoil a JSON answer, and out before the work starts.
@@ -118,11 +157,19 @@ int transfer(const QCommandLineParser& parser, TransferKind kind)
     if (!yes) {
         if (!::isatty(STDIN_FILENO))
             return Io::fail(QStringLiteral("Sin terminal no se puede confirmar; añade --yes para transferir sin preguntar"));
+        // Nothing has changed yet: while the question waits, Ctrl-C ends the program as usual.
+        pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
         if (!confirmed(*plan))
             return Io::fail(Cancelled().message());
+        pthread_sigmask(SIG_BLOCK, &held, nullptr);
     }
 
-    const Result<TransferReceipt> receipt = workflow.execute(*plan).result();
+    auto stop = std::make_shared<std::atomic<bool>>(false);
+    QFuture<Result<TransferReceipt>> execution = workflow.execute(*plan, [stop] { return stop->load(); });
+    waitStoppable(execution, [&stop] { stop->store(true); });
+    const Result<TransferReceipt> receipt = execution.result();
+    if (!receipt && isCancelled(receipt.failure()))
+        return Io::fail(QStringLiteral("Transferencia detenida; se ha deshecho lo hecho"));
     if (!receipt)
         return Io::fail(receipt.message());
     if (json) {

@@ -4,6 +4,7 @@
 #include <vector>
 #include <thread>
 
+#include <csignal>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -71,6 +72,24 @@ struct CrashShoot {
         return list;
     }
 
+    // Every original's bytes at its own path or at its name in the destination, never both, and
+    // no hidden name in either folder. Returns how many are at the destination.
+    int expectEachFileOnce() const
+    {
+        int placed = 0;
+        for (const auto& [path, bytes] : originals) {
+            const QString name = Paths::fileName(path);
+            const bool home = pathExists(path) && readFile(path) == bytes;
+            const bool there = pathExists(Paths::join(dest, name)) && readFile(Paths::join(dest, name)) == bytes;
+            EXPECT_TRUE(home != there) << Paths::displayText(name).toStdString() << (home ? " twice" : " lost");
+            placed += there ? 1 : 0;
+        }
+        EXPECT_EQ(allNames(src), visibleNames(src));
+        EXPECT_EQ(allNames(dest), visibleNames(dest));
+        EXPECT_EQ(visibleNames(src).size() + visibleNames(dest).size(), originals.size());
+        return placed;
+    }
+
     int recoveredCount() const
     {
         int count = 0;
@@ -123,7 +142,7 @@ bool startMove(QProcess& process, const CrashShoot& shoot)
 
 } // namespace
 
-TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
+TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndRecoverPutsItRight)
 {
     ASSERT_TRUE(pathExists(cliProgram())) << cliProgram().toStdString();
 
@@ -162,8 +181,8 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
     }
 
     std::map<QString, int> killsPerStage;
-    int secondRunsCompleted = 0;
-    int secondRunsRefused = 0;
+    int completed = 0;
+    int rolledBack = 0;
     for (int k = 0; k < killCount; ++k) {
         SCOPED_TRACE("kill " + std::to_string(k));
         CrashShoot shoot;
@@ -177,22 +196,41 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
 
         expectNothingLost(shoot.originals, shoot.dest);
 
-        QProcess again;
-        again.start(cliProgram(), shoot.arguments());
-        ASSERT_TRUE(again.waitForFinished(60000));
-        const QString error = QString::fromUtf8(again.readAllStandardError());
-        if (again.exitCode() == 0) {
-            ++secondRunsCompleted;
-            EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 40);
-            EXPECT_EQ(visibleNames(shoot.src), QStringList());
-        } else {
-            ++secondRunsRefused;
-            EXPECT_EQ(again.exitCode(), 1);
-            EXPECT_TRUE(error.contains(QStringLiteral("El destino ya contiene"))
-                        || error.contains(QStringLiteral(": No such file or directory")))
-                << error.toStdString();
-            expectNothingLost(shoot.originals, shoot.dest);
+        // recover finds an unfinished transfer from its destination and a finished move from its
+        // sources; after both, each file is in exactly one place and nothing hidden is left.
+        for (const QString& folder : {shoot.dest, shoot.src}) {
+            const CliRun recovered = runCli({QStringLiteral("recover"), QStringLiteral("--purge-verified"), folder});
+            EXPECT_EQ(recovered.status, 0) << recovered.out.toStdString() << recovered.err.toStdString();
         }
+        const int placed = shoot.expectEachFileOnce();
+        placed == 0 ? ++rolledBack : ++completed;
+        if (::testing::Test::HasFailure())
+            break;
+    }
+
+    // Ctrl-C and SIGTERM stop at the next file and roll back; a run they reach too late finishes.
+    int stopped = 0;
+    for (int k = 0; k < killCount; k += 5) {
+        SCOPED_TRACE("signal " + std::to_string(k));
+        CrashShoot shoot;
+        QProcess process;
+        ASSERT_TRUE(startMove(process, shoot));
+        std::this_thread::sleep_for(std::chrono::nanoseconds(killAt[size_t(k)]));
+        ::kill(pid_t(process.processId()), k % 2 == 0 ? SIGTERM : SIGINT);
+        ASSERT_TRUE(process.waitForFinished(20000));
+        ASSERT_EQ(process.exitStatus(), QProcess::NormalExit);
+        if (process.exitCode() == 1) {
+            ++stopped;
+            EXPECT_EQ(QString::fromUtf8(process.readAllStandardError()).trimmed(),
+                      QStringLiteral("Transferencia detenida; se ha deshecho lo hecho"));
+            EXPECT_EQ(allNames(shoot.dest), QStringList());
+            EXPECT_EQ(allNames(shoot.src).size(), qsizetype(shoot.originals.size()));
+        } else {
+            EXPECT_EQ(process.exitCode(), 0);
+        }
+        EXPECT_EQ(visibleNames(shoot.dest).size() + visibleNames(shoot.src).size(), shoot.originals.size());
+        if (::testing::Test::HasFailure())
+            break;
         if (::testing::Test::HasFailure())
             break;
     }
@@ -207,7 +245,9 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndCanBeRunAgain)
         if (!stage.startsWith(QLatin1Char('0')) && !stage.startsWith(QLatin1Char('6')))
             inside += count > 0 ? 1 : 0;
     }
-    std::cout << "Second runs: " << secondRunsCompleted << " completed, " << secondRunsRefused << " refused\n";
+    std::cout << "Recovered: " << completed << " completed, " << rolledBack << " rolled back; signals: " << stopped
+              << " of " << killCount / 5 << " stopped and rolled back\n";
+    EXPECT_GT(stopped, 0);
     // The kills must have landed inside the operation, not only before or after it.
     EXPECT_GE(inside, 2);
 }

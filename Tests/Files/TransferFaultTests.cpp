@@ -181,6 +181,27 @@ TEST(TransferFaults, AFullDiskStopsTheTransferAndLeavesNothingBehind)
     }
 }
 
+TEST(TransferFaults, AMoveFromALockedCardIsRefusedBeforeCopying)
+{
+    Sandbox box;
+    const QString card = box.mkdir(QStringLiteral("card"));
+    const QString dest = box.mkdir(QStringLiteral("dest"));
+    SmallVolume volume(card, "size=1m,mode=0755");
+    if (!volume.mounted())
+        GTEST_SKIP() << "mounting a small tmpfs needs root";
+    const QString photo = Paths::join(card, QStringLiteral("DSC_0001.NEF"));
+    writeFile(photo, patternBytes(5000, 1));
+    ASSERT_TRUE(volume.remountReadOnly());
+
+    FileWorkflow workflow;
+    const auto move = workflow.plan({photo}, dest, TransferKind::move).result();
+    ASSERT_FALSE(move.ok());
+    EXPECT_EQ(move.failure(), Failure(WorkflowError::invalid(QStringLiteral("No se puede mover desde una carpeta de solo lectura: ") + card)));
+    const auto copy = workflow.plan({photo}, dest, TransferKind::copy).result();
+    EXPECT_TRUE(copy.ok()) << copy.message().toStdString();
+    EXPECT_EQ(allNames(dest), QStringList());
+}
+
 TEST(TransferFaults, AMoveToAnotherFileSystemCopiesAndVerifies)
 {
     Sandbox box;

@@ -46,14 +46,14 @@ TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
     Sandbox box;
     const QString src = box.mkdir(QStringLiteral("src"));
     const QString dest = box.mkdir(QStringLiteral("dest"));
-    for (const char* name : {"A.NEF", "A.xmp", "a.JPG", "A.NEF.xmp", "A.pp3", "B.NEF", "AB.NEF", ".A.tmp"})
+    for (const char* name : {"A.NEF", "A.xmp", "a.JPG", "A.NEF.xmp", "A.NEF.dop", "A.pp3", "B.NEF", "AB.NEF", ".A.tmp"})
         box.write(QStringLiteral("src/") + QLatin1String(name), patternBytes(100 + int(strlen(name)), int(name[1])));
 
     const struct { QStringList selected; QStringList expected; } rows[] = {
-        {{"A.NEF"}, {"A.NEF", "A.pp3", "A.xmp", "a.JPG"}},
-        {{"A.NEF", "a.JPG", "A.NEF"}, {"A.NEF", "A.pp3", "A.xmp", "a.JPG"}},
+        {{"A.NEF"}, {"A.NEF", "A.NEF.dop", "A.NEF.xmp", "A.pp3", "A.xmp", "a.JPG"}},
+        {{"A.NEF", "a.JPG", "A.NEF"}, {"A.NEF", "A.NEF.dop", "A.NEF.xmp", "A.pp3", "A.xmp", "a.JPG"}},
         {{"B.NEF", "A.xmp"}, {"A.NEF", "A.pp3", "A.xmp", "B.NEF", "a.JPG"}},
-        {{"A.NEF.xmp"}, {"A.NEF.xmp"}},
+        {{"A.NEF.xmp"}, {"A.NEF.dop", "A.NEF.xmp"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.selected.join(',').toStdString());

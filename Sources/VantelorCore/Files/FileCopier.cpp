@@ -74,17 +74,19 @@ std::optional<CopyFailure> copyContents(int in, const FileDescriptor& out)
     }
 }
 
+} // namespace
+
 // Only the user namespace: the others belong to the system (security.*, trusted.*) or describe
-// permissions that `cp -p` does not carry either. A file system that keeps none is no error.
-std::optional<CopyFailure> copyUserAttributes(int in, int out)
+// permissions that `cp -p` does not carry either.
+int FileCopier::copyUserAttributes(int in, int out)
 {
     ssize_t size = ::flistxattr(in, nullptr, 0);
     if (size <= 0)
-        return std::nullopt;
+        return 0;
     QByteArray names(size, '\0');
     size = ::flistxattr(in, names.data(), size_t(names.size()));
     if (size <= 0)
-        return std::nullopt;
+        return 0;
     names.truncate(size);
     for (const QByteArray& name : names.split('\0')) {
         if (!name.startsWith("user."))
@@ -98,14 +100,13 @@ std::optional<CopyFailure> copyUserAttributes(int in, int out)
             continue;
         if (::fsetxattr(out, name.constData(), value.constData(), size_t(read), 0) != 0) {
             if (errno == ENOTSUP || errno == EPERM)
-                return std::nullopt;
-            return CopyFailure{errno, false};
+                return 0;
+            return errno;
         }
     }
-    return std::nullopt;
+    return 0;
 }
 
-} // namespace
 
 Status FileCopier::copy(const QString& from, const QString& to)
 {
@@ -126,7 +127,8 @@ Status FileCopier::copy(const QString& from, const QString& to)
 
     std::optional<CopyFailure> failure = copyContents(in.get(), out);
     if (!failure)
-        failure = copyUserAttributes(in.get(), out.get());
+        if (const int error = copyUserAttributes(in.get(), out.get()))
+            failure = CopyFailure{error, false};
     if (!failure) {
         // As `cp -p`: ownership where the system allows it, and set-id bits only with it.
         const bool owned = ::fchown(out.get(), st.st_uid, st.st_gid) == 0;

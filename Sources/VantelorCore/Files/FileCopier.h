@@ -15,6 +15,9 @@ public:
     // `to` must not exist. On failure the partial copy is removed again. The copy's write-back to
     // disk has been started but not waited for: call fsync before relying on it.
     static Status copy(const QString& from, const QString& to);
+    // Copies the `user.*` extended attributes from one open file to another; 0 or the error
+    // number. A file system that keeps none is no error.
+    static int copyUserAttributes(int from, int to);
 };
 
 } // namespace vantelor

@@ -20,10 +20,18 @@ QFuture<Result<TransferPlan>> FileWorkflow::plan(const QStringList& sources, con
     });
 }
 
-QFuture<Result<TransferReceipt>> FileWorkflow::execute(const TransferPlan& plan)
+QFuture<Result<TransferReceipt>> FileWorkflow::execute(const TransferPlan& plan, CancelCheck stopRequested)
 {
-    return m_executor.run([plan, fileSystem = m_fileSystem, failAfter = m_failAfterCommitting](const CancelCheck&) {
-        return TransferExecution(plan, *fileSystem, failAfter).run();
+    return m_executor.run([plan, fileSystem = m_fileSystem, failAfter = m_failAfterCommitting,
+                           stop = std::move(stopRequested)](const CancelCheck&) {
+        return TransferExecution(plan, *fileSystem, failAfter, stop).run();
+    });
+}
+
+QFuture<Result<RecoveryReport>> FileWorkflow::recover(const QString& folder, bool dryRun, bool purgeVerified)
+{
+    return m_executor.run([folder, dryRun, purgeVerified, fileSystem = m_fileSystem](const CancelCheck&) {
+        return TransferRecovery(*fileSystem, dryRun, purgeVerified).run(folder);
     });
 }
 

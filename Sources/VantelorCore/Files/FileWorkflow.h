@@ -9,6 +9,7 @@
 #include "Files/TransferFileSystem.h"
 #include "Files/TransferPlan.h"
 #include "Files/TransferReceipt.h"
+#include "Files/TransferRecovery.h"
 #include "Support/Result.h"
 #include "Support/SerialExecutor.h"
 
@@ -27,8 +28,14 @@ public:
     // The files that would travel, with their digests now (TransferPlanner). Cancelling the
     // future stops between files with Cancelled.
     QFuture<Result<TransferPlan>> plan(const QStringList& sources, const QString& destination, TransferKind kind);
-    // Carries out a confirmed plan (TransferExecution).
-    QFuture<Result<TransferReceipt>> execute(const TransferPlan& plan);
+    // Carries out a confirmed plan (TransferExecution). Once `stopRequested` (asked on the worker)
+    // says yes, the execution stops at the next file and rolls back, failing with Cancelled.
+    QFuture<Result<TransferReceipt>> execute(const TransferPlan& plan, CancelCheck stopRequested = {});
+
+    // Puts right the transfers that stopped half-way in a folder, or with `dryRun` only says what
+    // it found; with `purgeVerified` also deletes the originals kept by finished moves whose
+    // destination copies still verify (TransferRecovery).
+    QFuture<Result<RecoveryReport>> recover(const QString& folder, bool dryRun, bool purgeVerified = false);
 
     // The SHA-256 of a regular file as 64 lower-case hexadecimal digits (FileDigest).
     static Result<QString> digest(const QString& path);

@@ -44,8 +44,9 @@ Failure aboutDestination(const Failure& failure, const QString& staged, const QS
 } // namespace
 
 TransferExecution::TransferExecution(const TransferPlan& plan, TransferFileSystem& fileSystem,
-                                     std::optional<int> failAfterCommitting)
-    : m_plan(plan), m_fileSystem(fileSystem), m_failAfterCommitting(failAfterCommitting)
+                                     std::optional<int> failAfterCommitting, CancelCheck stopRequested)
+    : m_plan(plan), m_fileSystem(fileSystem), m_failAfterCommitting(failAfterCommitting),
+      m_stopRequested(std::move(stopRequested))
 {
 }
 
@@ -89,6 +90,8 @@ std::optional<Failure> TransferExecution::openStaging()
 std::optional<Failure> TransferExecution::stageCopies()
 {
     for (qsizetype n = 0; n < m_plan.items.size(); ++n) {
+        if (stopping())
+            return Cancelled{};
         const TransferItem& item = m_plan.items[n];
         if (!sourceUnchanged(item))
             return changedAfterConfirming();
@@ -112,6 +115,8 @@ std::optional<Failure> TransferExecution::stageCopies()
 std::optional<Failure> TransferExecution::commitCopies()
 {
     for (qsizetype n = 0; n < m_plan.items.size(); ++n) {
+        if (stopping())
+            return Cancelled{};
         const TransferItem& item = m_plan.items[n];
         if (!sourceUnchanged(item))
             return WorkflowError::conflict(QStringLiteral("El origen cambió durante la copia"));
@@ -139,6 +144,8 @@ std::optional<Failure> TransferExecution::moveSources()
 {
     QStringList sourceFolders;
     for (qsizetype n = 0; n < m_plan.items.size(); ++n) {
+        if (stopping())
+            return Cancelled{};
         const TransferItem& item = m_plan.items[n];
         if (!sourceUnchanged(item))
             return WorkflowError::conflict(QStringLiteral("El origen cambió antes de mover"));

@@ -9,6 +9,7 @@
 #include "Files/TransferPlan.h"
 #include "Files/TransferReceipt.h"
 #include "Support/Result.h"
+#include "Support/SerialExecutor.h"
 
 namespace vantelor {
 
@@ -21,7 +22,10 @@ namespace vantelor {
 // under its destination name, and no file is ever written over.
 class TransferExecution {
 public:
-    TransferExecution(const TransferPlan& plan, TransferFileSystem& fileSystem, std::optional<int> failAfterCommitting);
+    // `stopRequested` is asked before each file of each stage; once it says yes, the run stops
+    // there and rolls back, failing with Cancelled.
+    TransferExecution(const TransferPlan& plan, TransferFileSystem& fileSystem, std::optional<int> failAfterCommitting,
+                      CancelCheck stopRequested = {});
 
     Result<TransferReceipt> run();
 
@@ -50,11 +54,13 @@ private:
     void removeEmptyRecoveryFolders();
 
     bool sourceUnchanged(const TransferItem& item) const;
+    bool stopping() const { return m_stopRequested && m_stopRequested(); }
     QString stagedCopy(qsizetype index) const;
 
     const TransferPlan& m_plan;
     TransferFileSystem& m_fileSystem;
     const std::optional<int> m_failAfterCommitting;
+    const CancelCheck m_stopRequested;
     QString m_staging;
     qsizetype m_stagedCount = 0;
     QList<qsizetype> m_committed;

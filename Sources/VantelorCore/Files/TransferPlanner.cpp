@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <unistd.h>
 
 #include <QHash>
 #include <QSet>
@@ -79,9 +80,19 @@ Result<TransferPlan> TransferPlanner::plan(const QStringList& sources, const QSt
                 return entries.failure();
             listing = listings.insert(*folder, std::move(*entries));
         }
+        if (kind == TransferKind::move && ::access(Paths::encode(*folder).constData(), W_OK) != 0) {
+            // A locked card or a folder of someone else: the originals could be copied but never
+            // taken out, so the move is refused before anything is copied.
+            return WorkflowError::invalid(QStringLiteral("No se puede mover desde una carpeta de solo lectura: ")
+                                          + Paths::displayText(*folder));
+        }
+        // Besides the files sharing the base name, the edit files other raw tools name after the
+        // photo's full name ("DSC_0001.NEF.xmp", ".pp3", ".dop"): a move must not orphan them.
         const QString base = foldedBaseName(source);
+        const QString fullName = Paths::fileName(source).toLower();
         for (const QString& entry : std::as_const(*listing)) {
-            if (foldedBaseName(entry) != base)
+            const QString entryBase = foldedBaseName(entry);
+            if (entryBase != base && entryBase != fullName)
                 continue;
             const Result<FileStat> entryStat = FileStat::read(entry);
             if (!entryStat)

@@ -1,6 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <QSemaphore>
+
+#include "Support/FileReader.h"
 #include "Support/Paths.h"
+#include "Support/Sandbox.h"
+#include "Support/SerialExecutor.h"
 
 using namespace vantelor;
 
@@ -45,4 +52,27 @@ TEST(Paths, NameParts)
     EXPECT_EQ(Paths::parent(QStringLiteral("/a/b")), QStringLiteral("/a"));
     EXPECT_EQ(Paths::parent(QStringLiteral("/a")), QStringLiteral("/"));
     EXPECT_EQ(Paths::clean(QStringLiteral("/a//b/../c/")), QStringLiteral("/a/c"));
+}
+
+TEST(FileReader, AFileCutAfterOpeningReadsShortNeverStale)
+{
+    vantelor::test::Sandbox box;
+    const QString path = box.write(QStringLiteral("f"), QByteArray(100, 'x'));
+    auto file = FileReader::open(path);
+    ASSERT_TRUE(file);
+    ASSERT_EQ(::truncate(Paths::encode(path).constData(), 10), 0);
+    EXPECT_EQ(file->read(0, 100), QByteArray(10, 'x'));
+    EXPECT_EQ(file->read(50, 10), QByteArray());
+    EXPECT_EQ(file->bytesRead(), 10);
+}
+
+TEST(SerialExecutor, RunsOneOperationAtATime)
+{
+    SerialExecutor executor(QStringLiteral("test"));
+    QSemaphore secondStarted;
+    // The first operation waits a while for the second; on one worker it never sees it start.
+    const auto first = executor.run([&secondStarted](const CancelCheck&) { return secondStarted.tryAcquire(1, 300); });
+    auto second = executor.run([&secondStarted](const CancelCheck&) { secondStarted.release(); });
+    EXPECT_FALSE(first.result());
+    second.waitForFinished();
 }

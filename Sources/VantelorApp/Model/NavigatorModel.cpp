@@ -7,7 +7,7 @@
 #include <QSettings>
 #include <QStorageInfo>
 
-#include "Library/BrowserError.h"
+#include "Support/BrowserError.h"
 #include "Support/FileStat.h"
 #include "Support/Paths.h"
 #include "Support/SystemError.h"

@@ -34,7 +34,9 @@ void QFileDialogChooser::chooseFolder(const Request& request, Done done)
     dialog->setWindowModality(Qt::NonModal);
 
     auto answered = std::make_shared<bool>(false);
-    QObject::connect(dialog, &QFileDialog::urlsSelected, dialog, [done, answered](const QList<QUrl>& urls) {
+    // Qt's own dialog announces the choice with fileSelected only; the URL keeps the bytes.
+    QObject::connect(dialog, &QFileDialog::fileSelected, dialog, [dialog, done, answered] {
+        const QList<QUrl> urls = dialog->selectedUrls();
         if (*answered || urls.isEmpty())
             return;
         *answered = true;

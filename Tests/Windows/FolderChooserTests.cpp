@@ -67,7 +67,10 @@ TEST(QFileDialogChooser, AnswersOnceWithoutBlocking)
         EXPECT_EQ(dialog->labelText(QFileDialog::Accept), QStringLiteral("Abrir carpeta"));
         EXPECT_TRUE(answers.isEmpty());
         if (row.accept) {
-            emit dialog->urlsSelected({QUrl::fromLocalFile(QFile::decodeName(Paths::encode(folder)))});
+            // What Qt's dialog does on accept: the selection, then fileSelected alone.
+            const QUrl shown = QUrl::fromLocalFile(QFile::decodeName(Paths::encode(folder)));
+            dialog->selectUrl(shown);
+            emit dialog->fileSelected(shown.toLocalFile());
             dialog->reject(); // a later close says nothing more
         } else {
             dialog->reject();

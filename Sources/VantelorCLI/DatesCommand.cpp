@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "Library/CaptureTimeReader.h"
 #include "Support/FileStat.h"
+#include "Support/FileReader.h"
 #include "Support/Paths.h"
 
 namespace vantelor::cli {
@@ -34,6 +35,11 @@ public:
                     return Io::fail(snapshot.message());
                 photos += snapshot->photos;
             } else {
+                // Named on purpose, a file that cannot be read is a failure, not a photo without a date.
+                if (!st->isRegular())
+                    return Io::fail(Paths::displayText(path) + QStringLiteral(": no es un archivo normal"));
+                if (!FileReader::open(path))
+                    return Io::fail(SystemError::fromErrno(path).message());
                 photos.append(PhotoItem(path, st->size, st->created, st->modified, st->resourceID()));
             }
         }

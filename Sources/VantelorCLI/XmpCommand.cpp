@@ -145,14 +145,14 @@ private:
         if (parser.isSet(QStringLiteral("rating"))) {
             bool isNumber = false;
             const int rating = parser.value(QStringLiteral("rating")).toInt(&isNumber);
-            if (!isNumber) {
+            if (!isNumber || rating < -1 || rating > 5) {
                 Io::err(QStringLiteral("Valoración no válida: ") + parser.value(QStringLiteral("rating")));
                 return usage;
             }
             patch.rating = rating;
         }
         if (parser.isSet(QStringLiteral("label"))) {
-            const std::optional<SessionLabel> label = SessionLabels::fromRawValue(parser.value(QStringLiteral("label")));
+            const std::optional<SessionLabel> label = SessionLabels::fromRawValue(parser.value(QStringLiteral("label")).toLower());
             if (!label) {
                 Io::err(QStringLiteral("Etiqueta no válida: ") + parser.value(QStringLiteral("label"))
                         + QStringLiteral(" (none, red, yellow, green, blue o purple)"));

@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include <sys/stat.h>
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -53,6 +55,9 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
     box.write(QStringLiteral("src/c.xmp"), "x");
     box.write(QStringLiteral("src/C.XMP"), "y");
     box.mkdir(QStringLiteral("dest"));
+    // Named pipes that nobody writes: a reader that opened one for reading would wait forever.
+    for (const char* pipe : {"pipe.NEF", "pipe.jpg"})
+        ::mkfifo(Paths::encode(box.file(QLatin1String(pipe))).constData(), 0644);
     box.write(QStringLiteral("profile.json"), R"({"version": 1, "bindings": [{"action": "print", "trigger": {}}]})");
     const QString unreadable = QStringLiteral("No se puede leer la vista previa de ");
 
@@ -74,6 +79,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"dates", {"dates", "--json", "@/photos", "@/photos/IMG_10.jpg"}, 0, {}, {"dates"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("dates")].toObject().size(), 2); }},
         {"dates of nothing", {"dates", "@/none.nef"}, 1, "@/none.nef: No such file or directory", {}},
+        {"dates of a pipe", {"dates", "@/pipe.NEF"}, 1, "@/pipe.NEF: no es un archivo normal", {}},
         {"folders", {"folders", "--json", "@/photos"}, 0, {}, {"folder", "folders"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("folders")].toArray().size(), 1); }},
         {"folders of nothing", {"folders", "@/none"}, 1, "@/none: No such file or directory", {}},
@@ -109,6 +115,11 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
          {"aperture", "camera", "height", "iso", "lens", "shutter", "width"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("aperture")].toString(), QStringLiteral("ƒ/2.8")); }},
         {"meta of nothing", {"meta", "@/none.nef"}, 1, unreadable + "none.nef.", {}},
+        {"meta of a pipe", {"meta", "@/pipe.NEF"}, 1, unreadable + "pipe.NEF.", {}},
+        {"preview of a pipe", {"preview", "@/pipe.jpg"}, 1, {}, {}},
+        {"nef-preview of a pipe", {"nef-preview", "@/pipe.NEF"}, 1, {}, {}},
+        {"peaking of a pipe", {"peaking", "@/pipe.jpg"}, 1, {}, {}},
+        {"xmp read of a pipe", {"xmp", "read", "@/pipe.NEF"}, 1, "@/pipe.NEF: El guardado XMP solo está habilitado para Nikon NEF.", {}},
         {"peaking", {"peaking", "--json", "@/photos/IMG_10.jpg"}, 0, {}, {"height", "highlightedPixels", "width"}},
         {"peaking with a bad sensitivity", {"peaking", "--sensitivity", "x", "@/photos/IMG_10.jpg"}, 2,
          "--sensitivity necesita un número", {}},
@@ -126,7 +137,8 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
          {"raw", "saved", "sidecar"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[1].toObject().keys(), (QStringList{"error", "kind", "raw"})); }},
         {"xmp set nothing", {"xmp", "set", "@/src/B.NEF"}, 2, "Indica --rating, --label o ambos.", {}},
-        {"xmp set a bad rating", {"xmp", "set", "@/src/B.NEF", "--rating", "6"}, 1, "@/src/B.NEF: Valoración XMP no válida", {}},
+        {"xmp set a bad rating", {"xmp", "set", "@/src/B.NEF", "--rating", "6"}, 2, "Valoración no válida: 6", {}},
+        {"xmp set a label in capitals", {"xmp", "set", "--json", "@/src/B.NEF", "--label", "GREEN"}, 0, {}, {"raw", "saved", "sidecar"}},
         {"xmp read", {"xmp", "read", "--json", "@/dest/B.NEF"}, 0, {}, {"exists", "label", "rating", "raw", "sidecar"}},
         {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: @/none.NEF: No such file or directory", {}},
         {"unknown xmp order", {"xmp", "write"}, 2, "Subcomando desconocido: write", {}},

@@ -35,6 +35,8 @@ TEST(Paths, TextFormsOfNamesThatAreNotUtf8)
 {
     const QString path = Paths::decode("/f/a\xe9 b.nef");
     EXPECT_EQ(Paths::jsonText(path), QStringLiteral("/f/a%E9 b.nef"));
+    EXPECT_EQ(Paths::jsonText(QStringLiteral("/f/a%E9 b.nef")), QStringLiteral("/f/a%25E9 b.nef"));
+    EXPECT_EQ(Paths::jsonText(Paths::decode("/f/100%\xe9")), QStringLiteral("/f/100%25%E9"));
     EXPECT_EQ(Paths::displayText(path), QStringLiteral("/f/a\uFFFD b.nef"));
     EXPECT_EQ(Paths::fileUrl(path), QStringLiteral("file:///f/a%E9%20b.nef"));
     EXPECT_EQ(Paths::fromFileUrl(Paths::fileUrl(path)), path);

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -108,6 +109,69 @@ TEST(XMPServiceSave, aFirstSaveCreatesTheSidecarFromTheTemplateWithoutBackups)
     struct stat st {};
     ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0666 & ~mask);
+}
+
+TEST(XMPServiceSave, aNameNearTheLengthLimitCanBeRatedAgainAndAgain)
+{
+    Sandbox box;
+    // 251 bytes before the extension, two-byte letters first, so that a shortened name must cut
+    // between whole characters.
+    const QString base = QString(100, QChar(0x00D1)) + QString(51, QLatin1Char('a'));
+    ASSERT_EQ(Paths::encode(base).size(), 251);
+    const QString raw = box.write(base + QStringLiteral(".NEF"), nefBytes());
+    test::writeFile(box.file(base + QStringLiteral(".xmp")), test::XmpFixtures::lightroom(1, std::nullopt));
+    XMPService service;
+    Result<XMPSnapshot> snapshot = service.read(raw).result();
+    for (int rating = 2; rating <= 4; ++rating) {
+        SCOPED_TRACE(rating);
+        ASSERT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
+        snapshot = service.save(*snapshot, ratingPatch(rating)).result();
+        ASSERT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
+        EXPECT_EQ(snapshot->rating, rating);
+    }
+    const QStringList kept = test::allNames(box.file(QStringLiteral(".vantelor-backups")));
+    ASSERT_EQ(kept.size(), 3);
+    for (const QString& name : kept) {
+        EXPECT_LE(Paths::encode(name).size(), 255);
+        EXPECT_FALSE(Paths::hasEscapedBytes(name)) << "cut inside a character";
+        EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\x{00D1}{100}a+\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch())
+            << name.toStdString();
+    }
+    EXPECT_EQ(test::allNames(box.path()),
+              (QStringList{QStringLiteral(".vantelor-backups"), base + QStringLiteral(".NEF"), base + QStringLiteral(".xmp")}));
+}
+
+TEST(XMPServiceSave, aSidecarInASharedFolderStaysTheGroupsAfterASave)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "giving files to other owners needs root";
+    Scene scene(test::XmpFixtures::lightroom(2, std::nullopt));
+    const QByteArray folder = Paths::encode(scene.folder());
+    const QByteArray sidecar = Paths::encode(scene.sidecar);
+    ASSERT_EQ(::chown(folder.constData(), 0, 4321), 0);
+    ASSERT_EQ(::chmod(folder.constData(), 02775), 0);
+    ASSERT_EQ(::chown(sidecar.constData(), 1234, 4321), 0);
+    ASSERT_EQ(::chmod(sidecar.constData(), 0664), 0);
+    const bool attributes = ::setxattr(sidecar.constData(), "user.xdg.comment", "elegida", 7, 0) == 0;
+
+    const mode_t mask = ::umask(077);
+    const Result<XMPSnapshot> saved = scene.save(scene.read(), ratingPatch(5));
+    ::umask(mask);
+    ASSERT_TRUE(saved.ok()) << saved.message().toStdString();
+
+    struct stat st {};
+    ASSERT_EQ(::stat(sidecar.constData(), &st), 0);
+    EXPECT_EQ(st.st_uid, 1234u);
+    EXPECT_EQ(st.st_gid, 4321u);
+    EXPECT_EQ(st.st_mode & 07777, 0664u);
+    if (attributes) {
+        char value[16] = {};
+        EXPECT_EQ(::getxattr(sidecar.constData(), "user.xdg.comment", value, sizeof value), 7);
+        EXPECT_STREQ(value, "elegida");
+    }
+    ASSERT_EQ(::stat(Paths::encode(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))).constData(), &st), 0);
+    EXPECT_EQ(st.st_gid, 4321u);
+    EXPECT_EQ(st.st_mode & 07777, 02775u);
 }
 
 TEST(XMPServiceSave, everyReplacingSaveKeepsTheVersionItReplaced)

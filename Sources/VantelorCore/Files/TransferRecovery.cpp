@@ -279,7 +279,7 @@ void TransferRecovery::rollBack(const TransferPlan& plan, QList<ItemState>& stat
     removeStaging(plan, states);
     removeRecoveryFolders(plan);
     if (done)
-        m_report.lines.append(QStringLiteral("Deshecho: los %1 archivos siguen en su carpeta de origen.").arg(plan.items.size()));
+        m_report.lines.append(QStringLiteral("Deshecho: cada archivo sigue en su carpeta de origen."));
 }
 
 void TransferRecovery::purge(const TransferPlan& plan, QList<ItemState>& states)

@@ -9,11 +9,13 @@
 
 #include <QUuid>
 
+#include "Files/FileCopier.h"
 #include "Library/PhotoItem.h"
 #include "Metadata/SidecarReader.h"
 #include "Metadata/XMPDocument.h"
 #include "Support/FileDescriptor.h"
 #include "Support/FileStat.h"
+#include "Support/FileReader.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -58,7 +60,14 @@ QString freshUuid()
 
 QString backupName(const QString& sidecar)
 {
-    return Paths::fileName(sidecar) + QLatin1Char('.') + freshUuid() + QStringLiteral(".backup");
+    // A name may hold 255 bytes: the sidecar's own name near that limit gives up its last
+    // characters, whole, to the UUID that keeps every backup unique.
+    constexpr qsizetype longestName = 255;
+    const QString tail = QLatin1Char('.') + freshUuid() + QStringLiteral(".backup");
+    QString name = Paths::fileName(sidecar);
+    while (!name.isEmpty() && Paths::encode(name + tail).size() > longestName)
+        name.chop(name.size() > 1 && name.back().isLowSurrogate() && name[name.size() - 2].isHighSurrogate() ? 2 : 1);
+    return name + tail;
 }
 
 // Removes a file this save created and could not finish, but only if the path still names it.
@@ -86,26 +95,43 @@ Status ensureBackupFolder(const QString& folder)
     struct stat st {};
     if (::lstat(native.constData(), &st) == 0 || errno != ENOENT)
         return check();
-    if (::mkdir(native.constData(), 0777) != 0) {
+    if (::mkdir(native.constData(), 0700) != 0) {
         if (errno == EEXIST)
             return check();
         return SystemError::fromErrno(folder);
     }
+    // In a folder shared by a group the backups must stay writable for the next person who
+    // rates: the backup folder takes its folder's group and permissions, whatever our umask.
+    struct stat parent {};
+    if (::stat(Paths::encode(Paths::parent(folder)).constData(), &parent) == 0) {
+        (void)::lchown(native.constData(), uid_t(-1), parent.st_gid);
+        (void)::chmod(native.constData(), parent.st_mode & 07777);
+    }
     return Done{};
 }
 
-// A replacement starts private and takes the old sidecar's permissions; a new sidecar gets the
-// user's default ones (the umask applies to 0666).
-Status writeTemporary(const QByteArray& data, SidecarWriter::TemporaryFile& temporary, const std::optional<quint32>& mode, bool synchronise)
+// A replacement starts private and takes the old sidecar's owner and group (as far as we may
+// give them), permissions and `user.*` attributes, so that a sidecar in a shared folder stays
+// what it was; a new sidecar gets the user's default ones (the umask applies to 0666).
+Status writeTemporary(const QByteArray& data, SidecarWriter::TemporaryFile& temporary, const QString& replaced, bool synchronise)
 {
     const QString& path = temporary.path();
+    const FileDescriptor old = replaced.isEmpty() ? FileDescriptor() : FileReader::openRegular(replaced);
+    struct stat st {};
+    const bool like = old.isOpen() && ::fstat(old.get(), &st) == 0;
     FileDescriptor fd(::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                             mode ? 0600 : 0666));
+                             like ? 0600 : 0666));
     if (!fd.isOpen())
         return SystemError::fromErrno(path);
     temporary.created();
-    if (mode && ::fchmod(fd.get(), mode_t(*mode)) != 0)
-        return SystemError::fromErrno(path);
+    if (like) {
+        if (::fchown(fd.get(), st.st_uid, st.st_gid) != 0)
+            (void)::fchown(fd.get(), uid_t(-1), st.st_gid);  // a member of the group may give that
+        if (::fchmod(fd.get(), st.st_mode & 07777) != 0)
+            return SystemError::fromErrno(path);
+        if (const int error = FileCopier::copyUserAttributes(old.get(), fd.get()))
+            return SystemError(error, path);
+    }
     if (const int error = fd.writeAll(data.constData(), data.size()))
         return SystemError(error, path);
     if (synchronise && ::fsync(fd.get()) != 0)
@@ -288,15 +314,12 @@ Result<SidecarWriter::Edit> SidecarWriter::applyPatch(const XMPSnapshot& snapsho
 Status SidecarWriter::prepareTemporary(const XMPSnapshot& snapshot, const QByteArray& bytes, TemporaryFile& temporary,
                                        const QString& backupFolder) const
 {
-    std::optional<quint32> mode;
     if (snapshot.data) {
         const Status safe = ensureBackupFolder(backupFolder);
         if (!safe)
             return safe;
-        if (const Result<FileStat> st = FileStat::read(snapshot.sidecar); st.ok())
-            mode = st->mode & 0777;
     }
-    return writeTemporary(bytes, temporary, mode, m_seam.synchronise);
+    return writeTemporary(bytes, temporary, snapshot.data ? snapshot.sidecar : QString(), m_seam.synchronise);
 }
 
 Status SidecarWriter::replaceSidecar(const XMPSnapshot& snapshot, const QByteArray& bytes, TemporaryFile& temporary,

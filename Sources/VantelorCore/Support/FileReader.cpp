@@ -11,11 +11,32 @@ namespace vantelor {
 
 std::optional<FileReader> FileReader::open(const QString& path)
 {
-    FileDescriptor fd(::open(Paths::encode(path).constData(), O_RDONLY | O_CLOEXEC));
+    FileDescriptor fd = openRegular(path);
     struct stat st {};
-    if (!fd.isOpen() || fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
+    if (!fd.isOpen() || fstat(fd.get(), &st) != 0)
         return std::nullopt;
     return FileReader(std::move(fd), qint64(st.st_size));
+}
+
+FileDescriptor FileReader::openRegular(const QString& path)
+{
+    FileDescriptor fd(::open(Paths::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat st {};
+    if (!fd.isOpen())
+        return fd;
+    if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        errno = EINVAL;
+        return FileDescriptor();
+    }
+    const int flags = ::fcntl(fd.get(), F_GETFL);
+    if (flags < 0 || ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK) != 0)
+        return FileDescriptor();
+    return fd;
+}
+
+QByteArray FileReader::descriptorPath(int fd)
+{
+    return QByteArrayLiteral("/proc/self/fd/") + QByteArray::number(fd);
 }
 
 QByteArray FileReader::read(qint64 offset, qint64 length)

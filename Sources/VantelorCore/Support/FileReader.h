@@ -15,6 +15,14 @@ class FileReader {
 public:
     static std::optional<FileReader> open(const QString& path);
 
+    // Opens a path for reading only when it names a regular file, never blocking on a named
+    // pipe or a device: the open does not wait (O_NONBLOCK), the type is read from the opened
+    // descriptor, and only then are reads made blocking again. Closed for anything else.
+    static FileDescriptor openRegular(const QString& path);
+    // "/proc/self/fd/N": the opened file under a name for libraries that insist on opening a
+    // path themselves (exiv2, LibRaw); nobody can put a pipe in its place in between.
+    static QByteArray descriptorPath(int fd);
+
     qint64 size() const { return m_size; }
     // Up to `length` bytes at `offset`; shorter at the end of the file, empty past it or on error.
     QByteArray read(qint64 offset, qint64 length);

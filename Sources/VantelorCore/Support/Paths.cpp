@@ -154,13 +154,15 @@ QString displayText(const QString& path)
 
 QString jsonText(const QString& path)
 {
-    if (!hasEscapedBytes(path))
+    if (!hasEscapedBytes(path) && !path.contains(QLatin1Char('%')))
         return path;
     QString out;
     for (qsizetype i = 0; i < path.size(); ++i) {
         const char16_t c = path.at(i).unicode();
         if (escapedAt(path, i))
             out += QStringLiteral("%%1").arg(int(c - escapeBase), 2, 16, QLatin1Char('0')).toUpper();
+        else if (c == u'%')  // so that a name holding "%E9" never reads as the byte 0xE9
+            out += QStringLiteral("%25");
         else
             out += path.at(i);
     }

@@ -36,7 +36,8 @@ QString join(const QString& folder, const QString& name);
 
 // For messages shown to people: escaped bytes appear as U+FFFD.
 QString displayText(const QString& path);
-// For text formats (JSON): escaped bytes appear as "%XX"; valid text is unchanged.
+// For text formats (JSON): escaped bytes appear as "%XX" and "%" itself as "%25"; other text is
+// unchanged.
 QString jsonText(const QString& path);
 // The "file:///…" form, fully percent-encoded.
 QString fileUrl(const QString& path);

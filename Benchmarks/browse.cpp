@@ -27,6 +27,7 @@
 #include "Model/LibraryModel.h"
 #include "Previews/PreviewService.h"
 #include "Support/ImageFixtures.h"
+#include "Support/ProcessStatus.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -84,17 +85,6 @@ public:
 private:
     int m_depth = 0;
 };
-
-qint64 statusKiB(const char* field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(qsizetype(strlen(field))).trimmed().split(' ').first().toLongLong();
-    return -1;
-}
 
 void writeFolder(const QString& folder, int count)
 {
@@ -307,7 +297,7 @@ int main(int argc, char** argv)
     out.insert(QStringLiteral("steps"), stepFigures);
     out.insert(QStringLiteral("longestBusyMs"), figure(app.longestBusyMs));
     out.insert(QStringLiteral("longestBusyWallMs"), figure(app.longestBusyWallMs));
-    out.insert(QStringLiteral("peakRssMB"), std::round(statusKiB("VmHWM:") / 1024.0 * 10) / 10);
+    out.insert(QStringLiteral("peakRssMB"), std::round(test::statusKiB("VmHWM:") / 1024.0 * 10) / 10);
     std::printf("%s\n", QJsonDocument(out).toJson(QJsonDocument::Compact).constData());
     return 0;
 }

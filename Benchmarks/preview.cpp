@@ -16,6 +16,7 @@
 #include "Previews/FocusPeaking.h"
 #include "Previews/PreviewServiceProbe.h"
 #include "Support/ImageFixtures.h"
+#include "Support/ProcessStatus.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -35,17 +36,6 @@ double threadCpuMs()
     timespec t{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
     return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
-}
-
-qint64 statusKiB(const char* field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(qsizetype(strlen(field))).trimmed().split(' ').first().toLongLong();
-    return -1;
 }
 
 int make(const QString& folder, int count)
@@ -78,7 +68,7 @@ int run(const QString& folder)
         }
         photos.append(**item);
     }
-    const qint64 rssBefore = statusKiB("VmRSS:");
+    const qint64 rssBefore = test::statusKiB("VmRSS:");
     PreviewService service(PreviewService::sharedCacheBytes, Paths::join(folder, QStringLiteral("cache")));
 
     // Six prefetches in the direction of travel, as the window issues them.
@@ -88,8 +78,8 @@ int run(const QString& folder)
     for (auto& f : prefetches)
         f.waitForFinished();
     PreviewService::Probe::waitForIdle(service);
-    const qint64 rssAfter = statusKiB("VmRSS:");
-    const qint64 peak = statusKiB("VmHWM:");
+    const qint64 rssAfter = test::statusKiB("VmRSS:");
+    const qint64 peak = test::statusKiB("VmHWM:");
     std::printf("6 prefetches de 2560 px: RSS %.1f MB (antes %.1f MB, pico %.1f MB), caché %.1f MB en %d entradas\n",
                 rssAfter / 1024.0, rssBefore / 1024.0, peak / 1024.0, PreviewService::Probe::cache(service).totalCost() / 1048576.0,
                 PreviewService::Probe::cache(service).count());

@@ -16,11 +16,11 @@ int main(int argc, char** argv)
     constexpr long maxResidentKiB = 1024L * 1024;
     for (int i = 1; i < argc; ++i) {
         std::ifstream in(argv[i], std::ios::binary);
-        const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        if (!in.eof()) {
+        if (!in) {
             std::fprintf(stderr, "%s: cannot be read\n", argv[i]);
             return 1;
         }
+        const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);

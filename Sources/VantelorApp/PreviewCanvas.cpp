@@ -102,27 +102,29 @@ void PreviewCanvas::previewChanged()
 {
     const auto& preview = m_library.preview();
     const QImage image = preview ? preview->image : QImage();
+    const bool damaged = preview && preview->damaged;
     if (!image.isNull() && (image.cacheKey() == m_imageKey || image.cacheKey() == m_pendingKey))
         return;
     const quint64 token = ++m_adoptToken;
     m_pendingKey = image.cacheKey();
     const QSize target = fittedDeviceSize(image);
     if (image.isNull() || m_zoom > 0 || !isVisible() || target.isEmpty() || target.width() >= image.width()) {
-        adopt(image, QImage());
+        adopt(image, QImage(), damaged);
         return;
     }
     // The reduction to the view is the costly part of a step: it runs on the pool while the
     // previous photo stays on screen, and the new one replaces it with its pixels ready.
     QtConcurrent::run([image, target] { return Downscale::fit(image, std::max(target.width(), target.height())); })
-        .then(this, [this, token, image](const QImage& reduced) {
+        .then(this, [this, token, image, damaged](const QImage& reduced) {
             if (token == m_adoptToken)
-                adopt(image, reduced);
+                adopt(image, reduced, damaged);
         });
 }
 
-void PreviewCanvas::adopt(const QImage& image, const QImage& reduced)
+void PreviewCanvas::adopt(const QImage& image, const QImage& reduced, bool damaged)
 {
     m_pendingKey = 0;
+    m_damaged = damaged;
     const bool samePhotoLarger = !m_image.isNull() && !image.isNull()
         && std::abs(double(image.width()) / image.height() - double(m_image.width()) / m_image.height()) < 0.01
         && m_library.zoom() > 0;
@@ -356,6 +358,27 @@ void PreviewCanvas::paintEvent(QPaintEvent*)
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawPixmap(target, m_maskReduced, QRectF(m_maskReduced.rect()));
     }
+    if (m_damaged)
+        paintDamageMark(painter);
+}
+
+// In the view's corner rather than the photo's: it stays in sight at any zoom and pan, and
+// covers no more of the photo than a small label.
+void PreviewCanvas::paintDamageMark(QPainter& painter)
+{
+    const QString text = QStringLiteral("Vista previa dañada");
+    QFont font = painter.font();
+    font.setBold(true);
+    painter.setFont(font);
+    const QFontMetrics metrics(font);
+    const int margin = 12, padX = 10, padY = 5;
+    const QRect badge(margin, margin, metrics.horizontalAdvance(text) + 2 * padX, metrics.height() + 2 * padY);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0xB0, 0x2A, 0x1E, 230));
+    painter.drawRoundedRect(badge, 6, 6);
+    painter.setPen(Qt::white);
+    painter.drawText(badge, Qt::AlignCenter, text);
 }
 
 void PreviewCanvas::resizeEvent(QResizeEvent* event)

@@ -8,6 +8,8 @@
 #include <QPointF>
 #include <QWidget>
 
+class QPainter;
+
 namespace vantelor {
 
 class LibraryModel;
@@ -35,6 +37,8 @@ public:
     // The preview on screen (the previous one while the next is being reduced).
     QImage shownImage() const { return m_image; }
     bool focusPending() const { return m_focusPending; }
+    // Whether the preview on screen carries the mark of a partly decoded file.
+    bool showsDamageMark() const { return m_damaged && !m_image.isNull(); }
 
 signals:
     void focusShareChanged();
@@ -50,7 +54,8 @@ protected:
 
 private:
     void previewChanged();
-    void adopt(const QImage& image, const QImage& reduced);
+    void adopt(const QImage& image, const QImage& reduced, bool damaged);
+    void paintDamageMark(QPainter& painter);
     void displayChanged();
     void restartFocus();
     void clearFocus();
@@ -69,6 +74,7 @@ private:
     LibraryModel& m_library;
     QImage m_image;
     qint64 m_imageKey = 0;
+    bool m_damaged = false;
     // The preview being reduced for display, and the count that drops an outrun reduction.
     qint64 m_pendingKey = 0;
     quint64 m_adoptToken = 0;

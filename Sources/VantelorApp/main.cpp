@@ -1,3 +1,4 @@
+#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
@@ -49,6 +50,8 @@ QList<QByteArray> pathArguments(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    // The operating system's messages (strerror) in the user's language where it has them.
+    std::setlocale(LC_ALL, "");
     // Answered before any window system is needed, so they work on a console and in packaging.
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--version") == 0) {

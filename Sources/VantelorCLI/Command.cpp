@@ -67,6 +67,18 @@ int fail(const QString& message)
     return failed;
 }
 
+QString about(const QString& path, const QString& message)
+{
+    if (message.startsWith(path + QStringLiteral(": ")) || message.startsWith(Paths::displayText(Paths::clean(path)) + QStringLiteral(": ")))
+        return message;
+    return path + QStringLiteral(": ") + message;
+}
+
+void damagedPreview(const QString& path)
+{
+    err(Paths::displayText(path) + QStringLiteral(": vista previa dañada; solo se pudo decodificar en parte"));
+}
+
 void json(const QJsonValue& value)
 {
     QJsonDocument doc;

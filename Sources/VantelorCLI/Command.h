@@ -60,6 +60,11 @@ void err(const QString& line);
 int fail(const QString& message);
 // One JSON document on standard output, indented.
 void json(const QJsonValue& value);
+// "PATH: message" for a failure about a file, without the path twice when the message (the
+// system's, "PATH: Permission denied") already starts with it.
+QString about(const QString& path, const QString& message);
+// The warning for a preview that could be decoded only in part: shown, but not as a good frame.
+void damagedPreview(const QString& path);
 // ISO 8601 in UTC with a Z ("2024-03-01T10:15:30Z").
 QString isoDate(const class QDateTime& date);
 } // namespace Io

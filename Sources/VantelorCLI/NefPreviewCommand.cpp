@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "OutputFile.h"
+#include "Previews/JpegDecoder.h"
 #include "Previews/NikonPreview.h"
 #include "Support/Paths.h"
 
@@ -30,6 +31,9 @@ public:
         const auto found = Paths::suffix(path).toLower() == QLatin1String("nef") ? NikonPreview::locate(path) : std::nullopt;
         if (!found)
             return Io::fail(QStringLiteral("No hay ninguna vista previa JPEG incrustada en ") + Paths::displayText(path));
+        // Only reported: the bytes are what the file holds, and the preview service passes over them.
+        if (!JpegDecoder::decode(found->bytes, 64, JpegDecoder::Damage::refused))
+            Io::damagedPreview(path);
         if (!out.isEmpty()) {
             const Status written = OutputFile::writeBytes(Paths::clean(out), found->bytes);
             if (!written)

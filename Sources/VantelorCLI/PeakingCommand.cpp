@@ -46,6 +46,8 @@ public:
         const Result<PreviewResult> preview = service.load(item, PreviewService::standardDimension).result();
         if (!preview)
             return Io::fail(preview.message());
+        if (preview->damaged)
+            Io::damagedPreview(item.url);
         const Result<FocusMask> mask = FocusPeaking::calculate(preview->image, sensitivity);
         if (!mask)
             return Io::fail(mask.message());

@@ -69,6 +69,8 @@ public:
                     result = written.failure();
             }
             allOk = allOk && result.ok();
+            if (result && result->damaged)
+                Io::damagedPreview(path);
             if (json) {
                 if (result) {
                     results.append(QJsonObject{
@@ -76,6 +78,7 @@ public:
                         {QStringLiteral("width"), result->image.width()},
                         {QStringLiteral("height"), result->image.height()},
                         {QStringLiteral("usedFallback"), result->usedFallback},
+                        {QStringLiteral("damaged"), result->damaged},
                         {QStringLiteral("metadata"), result->metadata.toJson()},
                     });
                 } else {

@@ -99,7 +99,7 @@ private:
                 allRead = false;
                 json.append(QJsonObject{{QStringLiteral("raw"), Paths::jsonText(raws[i])},
                                         {QStringLiteral("error"), result.message()}});
-                Io::err(raws[i] + QStringLiteral(": ") + result.message());
+                Io::err(Io::about(raws[i], result.message()));
                 continue;
             }
             json.append(QJsonObject{
@@ -185,7 +185,7 @@ private:
                 json.append(QJsonObject{{QStringLiteral("raw"), Paths::jsonText(raws[i])},
                                         {QStringLiteral("error"), saved.message()},
                                         {QStringLiteral("kind"), kindName(saved.failure())}});
-                Io::err(raws[i] + QStringLiteral(": ") + saved.message());
+                Io::err(Io::about(raws[i], saved.message()));
                 continue;
             }
             json.append(QJsonObject{{QStringLiteral("raw"), Paths::jsonText(raws[i])},

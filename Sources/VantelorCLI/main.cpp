@@ -1,3 +1,4 @@
+#include <clocale>
 #include <cstdio>
 
 #include <QCoreApplication>
@@ -21,6 +22,8 @@ void printCommands()
 
 int main(int argc, char** argv)
 {
+    // The operating system's messages (strerror) in the user's language where it has them.
+    std::setlocale(LC_ALL, "");
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vantelor-cli"));
 

@@ -52,7 +52,7 @@ QByteArray makeHeic(const QImage& source, int thumbnailSize)
     return bytes;
 }
 
-QByteArray makeDng(int width, int height)
+QByteArray makeDng(int width, int height, const std::optional<ExifInfo>& exif)
 {
     QByteArray mosaic;
     mosaic.reserve(qsizetype(width) * height * 2);
@@ -77,6 +77,8 @@ QByteArray makeDng(int width, int height)
     // ColorMatrix1: identity, so that LibRaw has a colour transform to work with.
     ifd0.rationals(0xC621, {{1, 1}, {0, 1}, {0, 1}, {0, 1}, {1, 1}, {0, 1}, {0, 1}, {0, 1}, {1, 1}});
     ifd0.shorts(0xC628, {1, 1, 1});
+    if (exif)
+        ifd0.exif(exifIfd(*exif));
     return TiffWriter::write({ifd0}, true);
 }
 

@@ -4,14 +4,16 @@
 #include <QColor>
 #include <QImage>
 
+#include "Support/ImageFixtures.h"
+
 namespace vantelor::test {
 
 // HEIC through libheif's HEVC encoder; with a thumbnail item when thumbnailSize > 0.
 QByteArray makeHeic(const QImage& image, int thumbnailSize = 0);
 
 // A minimal DNG that LibRaw demosaics: a 16-bit RGGB mosaic with an uncompressed strip and no
-// embedded preview of any kind.
-QByteArray makeDng(int width, int height);
+// embedded preview of any kind; with an EXIF IFD when exif is given.
+QByteArray makeDng(int width, int height, const std::optional<ExifInfo>& exif = std::nullopt);
 
 // A JPEG whose header declares a size but whose data stops after a few bytes of scan.
 QByteArray hugeJpegHeader(int width, int height);

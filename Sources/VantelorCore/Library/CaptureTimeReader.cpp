@@ -2,6 +2,7 @@
 
 #include <exiv2/exiv2.hpp>
 
+#include "Previews/LibRawReader.h"
 #include "Support/Exiv2Setup.h"
 #include "Support/FileReader.h"
 #include "Support/Paths.h"
@@ -75,9 +76,13 @@ std::optional<QByteArray> dateTextInJpeg(FileReader& file)
 
 std::optional<QByteArray> dateTextWithExiv2(const QString& path)
 {
+    // By the checked descriptor's name: exiv2 would open a named pipe and wait on it.
+    const FileDescriptor fd = FileReader::openRegular(path);
+    if (!fd.isOpen())
+        return std::nullopt;
     ensureExiv2Ready();
     try {
-        auto image = Exiv2::ImageFactory::open(Paths::encode(path).toStdString());
+        auto image = Exiv2::ImageFactory::open(FileReader::descriptorPath(fd.get()).toStdString());
         if (!image.get())
             return std::nullopt;
         image->readMetadata();
@@ -134,7 +139,12 @@ std::optional<QDateTime> CaptureTimeReader::captureTime(const QString& path)
     switch (layoutOf(file->read(0, 4))) {
     case Layout::tiff: text = dateTextInTiff(*file, 0, file->size()); break;
     case Layout::jpeg: text = dateTextInJpeg(*file); break;
-    case Layout::other: text = dateTextWithExiv2(path); break;
+    case Layout::other:
+        text = dateTextWithExiv2(path);
+        // Raws exiv2 0.27 cannot parse (CR3): LibRaw has the time from their EXIF block.
+        if (!text)
+            return LibRawReader::captureTime(path);
+        break;
     }
     return text ? parseExifTime(*text) : std::nullopt;
 }

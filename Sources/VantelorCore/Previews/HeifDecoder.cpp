@@ -1,8 +1,11 @@
 #include "Previews/HeifDecoder.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
+#include <QHash>
+#include <QMultiHash>
 
 #include "Previews/Downscale.h"
 #include "Previews/HeifLibrary.h"
@@ -15,6 +18,100 @@ namespace {
 // headers beyond any camera's sensor rather than allocate gigabytes for a hostile file.
 constexpr int maxSide = 32768;
 constexpr qint64 maxPixels = 80'000'000;
+
+// Derived images (grids, overlays, identity transforms) built from derived images: a camera
+// writes one level (a grid of tiles), an editor at most two. libheif 1.15 follows 'dimg'
+// references without a limit and starts decoder threads at every level, so a file whose grid
+// names itself as its own tile makes it recurse until memory or threads run out.
+constexpr int maxDerivationDepth = 3;
+
+quint32 bigEndian(const QByteArray& data, qsizetype at, int bytes)
+{
+    quint32 value = 0;
+    for (int i = 0; i < bytes; ++i)
+        value = (value << 8) | uchar(data[at + i]);
+    return value;
+}
+
+struct Box {
+    QByteArray type;
+    qsizetype body = 0;
+    qsizetype end = 0;
+};
+
+// The boxes in [from, to); stops at the first one that does not fit.
+QList<Box> boxes(const QByteArray& data, qsizetype from, qsizetype to)
+{
+    QList<Box> out;
+    while (from + 8 <= to && out.size() < 4096) {
+        quint64 size = bigEndian(data, from, 4);
+        qsizetype header = 8;
+        if (size == 1 && from + 16 <= to) {
+            size = (quint64(bigEndian(data, from + 8, 4)) << 32) | bigEndian(data, from + 12, 4);
+            header = 16;
+        } else if (size == 0) {
+            size = quint64(to - from);
+        }
+        if (size < quint64(header) || size > quint64(to - from))
+            break;
+        out.append(Box{data.mid(from + 4, 4), from + header, from + qsizetype(size)});
+        from += qsizetype(size);
+    }
+    return out;
+}
+
+// The 'dimg' references of the file's 'meta' box: derived item → the items it is made of.
+QMultiHash<quint32, quint32> derivations(const QByteArray& data)
+{
+    QMultiHash<quint32, quint32> edges;
+    for (const Box& meta : boxes(data, 0, data.size())) {
+        if (meta.type != "meta")
+            continue;
+        for (const Box& iref : boxes(data, meta.body + 4, meta.end)) {
+            if (iref.type != "iref" || iref.body + 4 > iref.end)
+                continue;
+            const int idBytes = data[iref.body] == 0 ? 2 : 4;
+            for (const Box& ref : boxes(data, iref.body + 4, iref.end)) {
+                if (ref.type != "dimg" || ref.body + idBytes + 2 > ref.end)
+                    continue;
+                const quint32 from = bigEndian(data, ref.body, idBytes);
+                const quint32 count = bigEndian(data, ref.body + idBytes, 2);
+                for (quint32 i = 0; i < count; ++i) {
+                    const qsizetype at = ref.body + idBytes + 2 + qsizetype(i) * idBytes;
+                    if (at + idBytes > ref.end)
+                        break;
+                    edges.insert(from, bigEndian(data, at, idBytes));
+                }
+            }
+        }
+    }
+    return edges;
+}
+
+// Whether every chain of derivations ends within the depth limit; a cycle never does.
+bool derivationsBounded(const QByteArray& data)
+{
+    const QMultiHash<quint32, quint32> edges = derivations(data);
+    QHash<quint32, int> depth; // -1 while being visited
+    // Longest chain below an item, given up as soon as it passes the limit (so the recursion
+    // is as shallow as the limit, whatever the file holds).
+    std::function<int(quint32, int)> visit = [&](quint32 item, int level) {
+        if (level > maxDerivationDepth)
+            return maxDerivationDepth + 1;
+        if (const auto known = depth.constFind(item); known != depth.constEnd())
+            return known.value() < 0 ? maxDerivationDepth + 1 : known.value();
+        depth.insert(item, -1);
+        int deepest = 0;
+        for (auto it = edges.constFind(item); it != edges.constEnd() && it.key() == item && deepest <= maxDerivationDepth; ++it)
+            deepest = std::max(deepest, 1 + visit(it.value(), level + 1));
+        depth.insert(item, deepest);
+        return deepest;
+    };
+    for (const quint32 item : edges.uniqueKeys())
+        if (visit(item, 0) > maxDerivationDepth)
+            return false;
+    return true;
+}
 
 // Callers reach these only through a Context whose allocation proved the library is there.
 const HeifLibrary& lib()
@@ -49,7 +146,7 @@ using ImagePtr = std::unique_ptr<heif_image, decltype(&releaseImage)>;
 HandlePtr primary(Context& context, const QByteArray& file)
 {
     HandlePtr none(nullptr, releaseHandle);
-    if (!context.ctx || file.isEmpty())
+    if (!context.ctx || file.isEmpty() || !derivationsBounded(file))
         return none;
     lib().context_set_maximum_image_size_limit(context.ctx, maxSide);
     if (lib().context_read_from_memory_without_copy(context.ctx, file.constData(), size_t(file.size()), nullptr).code

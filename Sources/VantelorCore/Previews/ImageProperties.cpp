@@ -4,7 +4,9 @@
 
 #include <exiv2/exiv2.hpp>
 
+#include "Previews/LibRawReader.h"
 #include "Support/Exiv2Setup.h"
+#include "Support/FileReader.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -113,12 +115,18 @@ ImageProperties readImage(Exiv2::Image::AutoPtr image, ImageProperties::Previews
 
 ImageProperties ImageProperties::read(const QString& path, Previews previews)
 {
+    // exiv2 opens the name itself: give it the descriptor's name, checked to be a regular file,
+    // so that a named pipe put in a photo's place cannot hold the reader.
+    const FileDescriptor fd = FileReader::openRegular(path);
+    if (!fd.isOpen())
+        return {};
     ensureExiv2Ready();
     try {
-        return readImage(Exiv2::ImageFactory::open(Paths::encode(path).toStdString()), previews);
+        return readImage(Exiv2::ImageFactory::open(FileReader::descriptorPath(fd.get()).toStdString()), previews);
     } catch (...) {
-        // exiv2 reports damaged and unknown files by throwing: such a file has no properties.
-        return {};
+        // exiv2 reports damaged and unknown files by throwing. Raws it does not know (CR3) are
+        // LibRaw's; anything else has no properties.
+        return LibRawReader::properties(path, previews).value_or(ImageProperties());
     }
 }
 

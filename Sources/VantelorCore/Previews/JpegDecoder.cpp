@@ -89,7 +89,7 @@ std::pair<int, int> scaleFor(QSize size, int maxPixelSize)
     return best;
 }
 
-std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage damage)
+std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage damage, bool* damaged)
 {
     const Handle handle;
     const auto header = readHeader(handle, jpeg);
@@ -126,6 +126,10 @@ std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage da
     }
     if (image.isNull())
         return std::nullopt;
+    // Warnings are TurboJPEG's word for a stream it could only partly decode (cut short, corrupt
+    // entropy data): the missing rows are grey, not the photo.
+    if (damaged)
+        *damaged = rc != 0;
     return Downscale::fit(image, maxPixelSize);
 }
 

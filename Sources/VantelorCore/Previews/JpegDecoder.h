@@ -21,8 +21,10 @@ enum class Damage {
 // The header's pixel size; nothing when the data is not a JPEG TurboJPEG can read.
 std::optional<QSize> size(const QByteArray& jpeg);
 // The image (Format_RGB32) with its longer side at most maxPixelSize, never enlarged; stored
-// orientation, no EXIF rotation. Nothing when the data cannot be decoded.
-std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage damage = Damage::tolerated);
+// orientation, no EXIF rotation. Nothing when the data cannot be decoded. With damage tolerated,
+// `damaged` (when given) tells whether the decoder had to skip or invent part of the image.
+std::optional<QImage> decode(const QByteArray& jpeg, int maxPixelSize, Damage damage = Damage::tolerated,
+                             bool* damaged = nullptr);
 // The scale numerator and denominator decode() uses for an image of that size.
 std::pair<int, int> scaleFor(QSize size, int maxPixelSize);
 

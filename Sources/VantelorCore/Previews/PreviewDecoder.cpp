@@ -6,6 +6,7 @@
 #include "Previews/ImageOrientation.h"
 #include "Previews/ImageProperties.h"
 #include "Previews/JpegDecoder.h"
+#include "Previews/LibRawReader.h"
 #include "Previews/NikonPreview.h"
 #include "Previews/QtImageDecoder.h"
 #include "Previews/RawDecoder.h"
@@ -20,13 +21,6 @@ namespace {
 constexpr qint64 maxInMemoryBytes = 512LL * 1024 * 1024;
 
 enum class Kind { jpeg, png, tiff, heif, raw, unknown };
-
-bool isRawExtension(const QString& ext)
-{
-    static const QSet<QString> raws = {QStringLiteral("nef"), QStringLiteral("nrw"), QStringLiteral("dng"),
-                                       QStringLiteral("arw"), QStringLiteral("cr2"), QStringLiteral("cr3")};
-    return raws.contains(ext);
-}
 
 // By content first, as an image source does: a HEIC saved as ".jpg" is still a HEIC.
 Kind kindOf(const QByteArray& head, const QString& ext)
@@ -44,8 +38,8 @@ Kind kindOf(const QByteArray& head, const QString& ext)
             return Kind::heif;
     }
     if (head.startsWith("II*\0") || head.startsWith(QByteArray("MM\0*", 4)))
-        return isRawExtension(ext) ? Kind::raw : Kind::tiff;
-    if (isRawExtension(ext))
+        return LibRawReader::isRawExtension(ext) ? Kind::raw : Kind::tiff;
+    if (LibRawReader::isRawExtension(ext))
         return Kind::raw;
     return Kind::unknown;
 }
@@ -55,10 +49,11 @@ int longerSide(const QImage& image)
     return std::max(image.width(), image.height());
 }
 
+// A damaged embedded preview is passed over: the image it stands for is the better source.
 std::optional<QImage> decodeEmbedded(const ImageProperties::Embedded& embedded, int dimension)
 {
     if (embedded.isJpeg)
-        return JpegDecoder::decode(embedded.bytes, dimension);
+        return JpegDecoder::decode(embedded.bytes, dimension, JpegDecoder::Damage::refused);
     return QtImageDecoder::decode(embedded.bytes, "tiff", dimension);
 }
 
@@ -69,11 +64,12 @@ std::optional<QImage> upright(std::optional<QImage> image, const ImageProperties
     return image;
 }
 
-// One format's two sources: its own embedded thumbnail, and the image decoded at reduced size.
+// One format's two sources: its own embedded thumbnail, and the image decoded at reduced size,
+// which sets its flag when it could decode the image only in part.
 struct Sources {
     ImageProperties properties;
     std::function<std::optional<QImage>()> thumbnail;
-    std::function<std::optional<QImage>()> fullImage;
+    std::function<std::optional<QImage>(bool& damaged)> fullImage;
 };
 
 std::optional<Sources> sourcesFor(Kind kind, const PhotoItem& item, FileReader& file, int dimension)
@@ -95,7 +91,9 @@ std::optional<Sources> sourcesFor(Kind kind, const PhotoItem& item, FileReader& 
         s.thumbnail = [p, dimension] {
             return p.embedded ? upright(decodeEmbedded(*p.embedded, dimension), p) : std::nullopt;
         };
-        s.fullImage = [bytes, p, dimension] { return upright(JpegDecoder::decode(*bytes, dimension), p); };
+        s.fullImage = [bytes, p, dimension](bool& damaged) {
+            return upright(JpegDecoder::decode(*bytes, dimension, JpegDecoder::Damage::tolerated, &damaged), p);
+        };
         return s;
     }
     case Kind::png:
@@ -105,7 +103,7 @@ std::optional<Sources> sourcesFor(Kind kind, const PhotoItem& item, FileReader& 
         const ImageProperties& p = s.properties;
         const char* format = kind == Kind::png ? "png" : "tiff";
         s.thumbnail = [] { return std::optional<QImage>(); };
-        s.fullImage = [path, format, p, dimension] { return upright(QtImageDecoder::decode(path, format, dimension), p); };
+        s.fullImage = [path, format, p, dimension](bool&) { return upright(QtImageDecoder::decode(path, format, dimension), p); };
         return s;
     }
     case Kind::heif: {
@@ -121,7 +119,7 @@ std::optional<Sources> sourcesFor(Kind kind, const PhotoItem& item, FileReader& 
             }
         // libheif turns both sources upright itself.
         s.thumbnail = [bytes, dimension] { return HeifDecoder::thumbnail(*bytes, dimension); };
-        s.fullImage = [bytes, dimension] { return HeifDecoder::image(*bytes, dimension); };
+        s.fullImage = [bytes, dimension](bool&) { return HeifDecoder::image(*bytes, dimension); };
         return s;
     }
     case Kind::raw: {
@@ -132,7 +130,7 @@ std::optional<Sources> sourcesFor(Kind kind, const PhotoItem& item, FileReader& 
             return p.embedded ? upright(decodeEmbedded(*p.embedded, dimension), p) : std::nullopt;
         };
         // LibRaw turns its output upright by itself.
-        s.fullImage = [path, dimension] { return RawDecoder::decode(path, dimension); };
+        s.fullImage = [path, dimension](bool& damaged) { return RawDecoder::decode(path, dimension, &damaged); };
         return s;
     }
     case Kind::unknown:
@@ -204,7 +202,7 @@ Result<PreviewResult> decode(const PhotoItem& item, int dimension)
     std::optional<QImage> image = sources->thumbnail();
     result.source = PreviewResult::Source::thumbnail;
     if (!image) {
-        image = sources->fullImage();
+        image = sources->fullImage(result.damaged);
         result.usedFallback = true;
         result.source = PreviewResult::Source::fullImage;
     }
@@ -214,7 +212,9 @@ Result<PreviewResult> decode(const PhotoItem& item, int dimension)
     const ImageProperties& properties = sources->properties;
     const int target = std::min(std::max(properties.pixelWidth, properties.pixelHeight), dimension);
     if (result.source == PreviewResult::Source::thumbnail && upgradesSmallThumbnails(item.url) && longerSide(*image) < target) {
-        if (auto full = sources->fullImage(); full && !full->isNull()) {
+        // A clean small thumbnail is worth more than a large frame that is partly missing.
+        bool damaged = false;
+        if (auto full = sources->fullImage(damaged); full && !full->isNull() && !damaged) {
             image = std::move(full);
             result.usedFallback = true;
             result.source = PreviewResult::Source::fullImage;

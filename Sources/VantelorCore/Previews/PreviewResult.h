@@ -22,6 +22,9 @@ struct PreviewResult {
     // preview or thumbnail.
     bool usedFallback = false;
     Source source = Source::fullImage;
+    // True when even the last source could be decoded only in part (a file cut short, corrupt
+    // data): the bitmap is what could be saved, and the user must be told it is not the frame.
+    bool damaged = false;
 
     // The memory the bitmap holds: what it costs the cache.
     qint64 cost() const { return qint64(image.bytesPerLine()) * image.height(); }

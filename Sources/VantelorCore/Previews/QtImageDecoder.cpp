@@ -1,8 +1,5 @@
 #include "Previews/QtImageDecoder.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <mutex>
 
 #include <QBuffer>
@@ -10,7 +7,7 @@
 #include <QImageReader>
 
 #include "Previews/Downscale.h"
-#include "Support/Paths.h"
+#include "Support/FileReader.h"
 
 namespace vantelor::QtImageDecoder {
 
@@ -46,14 +43,10 @@ std::optional<QImage> read(QIODevice& device, const char* format, int maxPixelSi
 
 std::optional<QImage> decode(const QString& path, const char* format, int maxPixelSize)
 {
-    const int fd = ::open(Paths::encode(path).constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
+    FileDescriptor fd = FileReader::openRegular(path);
     QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
+    if (!fd.isOpen() || !file.open(fd.get(), QIODevice::ReadOnly, QFileDevice::DontCloseHandle))
         return std::nullopt;
-    }
     return read(file, format, maxPixelSize);
 }
 

@@ -5,7 +5,7 @@
 #include <libraw/libraw.h>
 
 #include "Previews/Downscale.h"
-#include "Support/Paths.h"
+#include "Support/FileReader.h"
 
 namespace vantelor::RawDecoder {
 
@@ -16,21 +16,67 @@ namespace {
 constexpr unsigned maxRawMemoryMiB = 512;
 constexpr qint64 maxPixels = 160'000'000;
 
+enum class Filled { nothing, partly, wholly };
+
+bool zeroRow(const char* row, size_t bytes)
+{
+    for (size_t i = 0; i < bytes; ++i)
+        if (row[i])
+            return false;
+    return true;
+}
+
+// LibRaw reads past the end of a short file as zeros and reports nothing: a sensor row of
+// nothing but zeros at the bottom is data that never came (a real frame carries the black level).
+Filled sensorData(const LibRaw& raw)
+{
+    const libraw_rawdata_t& data = raw.imgdata.rawdata;
+    const char* base = data.raw_image ? reinterpret_cast<const char*>(data.raw_image)
+        : data.color3_image             ? reinterpret_cast<const char*>(data.color3_image)
+        : data.color4_image             ? reinterpret_cast<const char*>(data.color4_image)
+                                        : nullptr;
+    const int rows = raw.imgdata.sizes.raw_height;
+    const size_t pitch = raw.imgdata.sizes.raw_pitch;
+    if (!base || rows <= 0 || pitch == 0)
+        return Filled::nothing;
+    if (!zeroRow(base + pitch * size_t(rows - 1), pitch))
+        return Filled::wholly;
+    for (int y = 0; y < rows - 1; ++y)
+        if (!zeroRow(base + pitch * size_t(y), pitch))
+            return Filled::partly;
+    return Filled::nothing;
+}
+
+void dataError(void* errors, const char*, const int)
+{
+    ++*static_cast<int*>(errors);
+}
+
 } // namespace
 
-std::optional<QImage> decode(const QString& path, int maxPixelSize)
+std::optional<QImage> decode(const QString& path, int maxPixelSize, bool* damaged)
 {
+    const FileDescriptor fd = FileReader::openRegular(path);
+    if (!fd.isOpen())
+        return std::nullopt;
     // LibRaw objects are large (hundreds of KiB): keep them off the worker's stack.
     auto raw = std::make_unique<LibRaw>();
+    int dataErrors = 0;
+    raw->set_dataerror_handler(dataError, &dataErrors);
     raw->imgdata.params.half_size = 1;
     raw->imgdata.params.use_camera_wb = 1;
     raw->imgdata.params.output_bps = 8;
     raw->imgdata.params.max_raw_memory_mb = maxRawMemoryMiB;
-    if (raw->open_file(Paths::encode(path).constData()) != LIBRAW_SUCCESS)
+    if (raw->open_file(FileReader::descriptorPath(fd.get()).constData()) != LIBRAW_SUCCESS)
         return std::nullopt;
     if (qint64(raw->imgdata.sizes.raw_width) * raw->imgdata.sizes.raw_height > maxPixels)
         return std::nullopt;
-    if (raw->unpack() != LIBRAW_SUCCESS || raw->dcraw_process() != LIBRAW_SUCCESS)
+    if (raw->unpack() != LIBRAW_SUCCESS)
+        return std::nullopt;
+    const Filled filled = sensorData(*raw);
+    if (filled == Filled::nothing)
+        return std::nullopt;
+    if (raw->dcraw_process() != LIBRAW_SUCCESS)
         return std::nullopt;
     int error = 0;
     libraw_processed_image_t* processed = raw->dcraw_make_mem_image(&error);
@@ -45,6 +91,8 @@ std::optional<QImage> decode(const QString& path, int maxPixelSize)
     QImage image = Downscale::fit(view.convertToFormat(QImage::Format_RGB32), maxPixelSize);
     if (image.isNull())
         return std::nullopt;
+    if (damaged)
+        *damaged = filled == Filled::partly || dataErrors > 0;
     return image;
 }
 

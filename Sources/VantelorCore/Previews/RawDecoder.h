@@ -13,7 +13,10 @@ namespace vantelor {
 // thread-safe build, one instance per call).
 namespace RawDecoder {
 
-std::optional<QImage> decode(const QString& path, int maxPixelSize);
+// Nothing when the file cannot be decoded or holds no sensor data at all (every value zero, as
+// LibRaw leaves a file cut short before its data). `damaged`, when given, tells whether LibRaw
+// met data errors or the data stops before the last rows, which it then leaves black.
+std::optional<QImage> decode(const QString& path, int maxPixelSize, bool* damaged = nullptr);
 
 } // namespace RawDecoder
 } // namespace vantelor

@@ -1,9 +1,7 @@
 #include "Support/SystemError.h"
 
 #include <cerrno>
-#include <clocale>
 #include <cstring>
-#include <locale.h>
 
 #include "Support/Paths.h"
 
@@ -18,9 +16,10 @@ SystemError SystemError::fromErrno(const QString& path)
 
 QString SystemError::text(int code)
 {
-    // strerror_l with a C locale: the same English text whatever the user's locale is.
-    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
-    return QString::fromLocal8Bit(strerror_l(code, cLocale));
+    // The C library's text in the language of the locale the program set up (both mains call
+    // setlocale), English where the system has no translation. GNU strerror_r: thread-safe.
+    char buffer[256];
+    return QString::fromLocal8Bit(strerror_r(code, buffer, sizeof buffer));
 }
 
 QString SystemError::message() const

@@ -43,7 +43,7 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExif)
 TEST(PhotoMetadata, AFileWithoutExifShowsDashesAndItsSize)
 {
     Sandbox sandbox;
-    // exiv2 knows no size for these: the decoders' own headers give it.
+    // Where exiv2 knows no size, the decoders' own headers give it.
     for (const auto& [name, bytes] : {std::pair{QStringLiteral("a.png"), makePng(patternImage(120, 80))},
                                       std::pair{QStringLiteral("a.jpg"), makeJpeg(120, 80)},
                                       std::pair{QStringLiteral("a.heic"), makeHeic(patternImage(120, 80))}}) {

@@ -59,6 +59,10 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
     nef.exif.model = QByteArray("NIKON Z 6_2");
     ExifInfo withThumbnail;
     withThumbnail.thumbnailJpeg = makeJpeg(160, 120);
+    // A thumbnail that does not decode, in a file with an orientation: the image itself serves.
+    ExifInfo damagedThumbnail;
+    damagedThumbnail.orientation = 1;
+    damagedThumbnail.thumbnailJpeg = QByteArray("\xFF\xD8\xFF\xDB", 4) + QByteArray(300, '\x5A');
     const QImage image = patternImage(900, 600);
     // An ARW-like TIFF: IFD0 is the raw image, IFD1 a 160-px JPEG thumbnail.
     TiffIfd arw0;
@@ -74,6 +78,7 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
         {"small.jpg", makeJpeg(patternImage(1200, 800), 85, withThumbnail), 1600, {1200, 800}, Source::fullImage, 1200},
         {"thumb.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 160, {160, 120}, Source::thumbnail, 2400},
         {"reduced.jpg", makeJpeg(patternImage(2400, 1600), 85, withThumbnail), 100, {100, 75}, Source::thumbnail, 2400},
+        {"damaged-thumb.jpg", makeJpeg(patternImage(900, 600), 85, damagedThumbnail), 100, {100, 66}, Source::fullImage, 900},
         {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, 800},
         {"cmyk.jpg", makeCmykJpeg(image), 450, {450, 300}, Source::fullImage, 900},
         {"a.png", makePng(image), 450, {450, 300}, Source::fullImage, 900},

@@ -77,16 +77,12 @@ TEST(XMPDocumentValues, ratingTextsAreReadOrRefused)
         {" xmp:Rating=\"  5 \"", "", 5, nullptr},
         {" xmp:Rating=\"+2\"", "", 2, nullptr},
         {" xmp:Rating=\"-1\"", "", -1, nullptr},
-        {" xmp:Rating=\"05\"", "", 5, nullptr},
         {"", "<xmp:Rating>\n 4\n</xmp:Rating>", 4, nullptr},
-        {" xmp:Rating='3'", "", 3, nullptr},
         {" xmp:Rating=\"6\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"-2\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"2.5\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"\"", "", 0, "Valoración XMP no compatible"},
-        {" xmp:Rating=\"   \"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"+\"", "", 0, "Valoración XMP no compatible"},
-        {" xmp:Rating=\"3 stars\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"99999999999999999999\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"\xD9\xA3\"", "", 0, "Valoración XMP no compatible"},   // Arabic-Indic three
         {" xmp:Rating=\"3\"", "<xmp:Rating>3</xmp:Rating>", 0, "Valoración o etiqueta XMP duplicada y ambigua"},
@@ -147,7 +143,6 @@ TEST(XMPDocumentParsing, unsafeOrUnsupportedDocumentsAreRefusedWithTheirMessage)
     const struct { QByteArray bytes; QString message; } rows[] = {
         {lol, unsafe},
         {"<!DOCTYPE x SYSTEM \"file:///etc/passwd\"><x>&xxe;</x>", unsafe},
-        {"<!doctype x PUBLIC \"-//x\" \"http://example.com/x.dtd\"><x/>", unsafe},
         {sidecar("", "<!-- an <!entity in lower case is refused as well -->"), unsafe},
         {sidecar(" xmp:Label=\"&lt;!DocType\""), QString()},   // escaped text is not a declaration
         {sidecar("", "<!-- <!ENT\xC4\xB1TY ... the dotless i upper-cases to I -->"), unsafe},
@@ -155,7 +150,6 @@ TEST(XMPDocumentParsing, unsafeOrUnsupportedDocumentsAreRefusedWithTheirMessage)
         {sidecar(" xmp:Label=\"\xED\xA0\x80\""), unsafe},         // an encoded surrogate
         {sidecar(" xmp:Label=\"\xC0\xAF\""), unsafe},             // an over-long form
         {QByteArray(), QStringLiteral("XML vacío")},
-        {" \n\t", QStringLiteral("XML vacío")},
         {"<?xml version=\"1.0\"?><!-- nothing -->", QStringLiteral("XML vacío")},
         {"<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>", QStringLiteral("Se esperaba un único contenedor RDF")},
         {"<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"" + rdfUri + "\"/><rdf:RDF xmlns:rdf=\"" + rdfUri

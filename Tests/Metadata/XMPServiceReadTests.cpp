@@ -31,29 +31,6 @@ const QByteArray& nefBytes()
     return bytes;
 }
 
-TEST(XMPServiceRead, supportsNefFilesOnly)
-{
-    EXPECT_TRUE(XMPService::supports(QStringLiteral("/a/DSC_0001.NEF")));
-    EXPECT_TRUE(XMPService::supports(QStringLiteral("/a/dsc_0001.nef")));
-    for (const char* path : {"/a/x.jpg", "/a/x.NRW", "/a/x.dng", "/a/nef", "/a/x.nef.xmp", "/a/x"})
-        EXPECT_FALSE(XMPService::supports(QString::fromUtf8(path))) << path;
-}
-
-TEST(XMPServiceRead, aNefWithoutSidecarReadsAsUnrated)
-{
-    Sandbox box;
-    const QString raw = box.write(QStringLiteral("DSC_0001.NEF"), nefBytes());
-    XMPService service;
-    const Result<XMPSnapshot> read = service.read(raw).result();
-    ASSERT_TRUE(read.ok()) << read.message().toStdString();
-    EXPECT_EQ(read->raw, raw);
-    EXPECT_EQ(read->sidecar, box.file(QStringLiteral("DSC_0001.xmp")));
-    EXPECT_EQ(read->data, std::nullopt);
-    EXPECT_EQ(read->rating, 0);
-    EXPECT_EQ(read->label, std::nullopt);
-    EXPECT_FALSE(box.exists(QStringLiteral("DSC_0001.xmp")));
-}
-
 TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
 {
     const QByteArray xmp = test::XmpFixtures::darktable(2, QStringLiteral("Red"));
@@ -64,6 +41,7 @@ TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
         QString sidecar;   // expected name, or empty when an error is expected
         QString error;
     } rows[] = {
+        {{"A.NEF"}, "A.NEF", "A.xmp", {}},   // none: unrated, and nothing is created
         {{"A.NEF", "a.xmp"}, "A.NEF", "a.xmp", {}},
         {{"A.NEF", "A.XMP"}, "A.NEF", "A.XMP", {}},
         {{"b.nef", "B.Xmp", "B.jpg", "B.NEF.xmp"}, "b.nef", "B.Xmp", {}},
@@ -91,6 +69,9 @@ TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
             EXPECT_EQ(read->rating, 2);
         } else {
             EXPECT_EQ(read->data, std::nullopt);
+            EXPECT_EQ(read->rating, 0);
+            EXPECT_EQ(read->label, std::nullopt);
+            EXPECT_EQ(test::allNames(box.path()), row.files);
         }
     }
 }

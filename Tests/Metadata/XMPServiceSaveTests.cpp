@@ -87,28 +87,57 @@ struct Scene {
     }
 };
 
-TEST(XMPServiceSave, aFirstSaveCreatesTheSidecarFromTheTemplateWithoutBackups)
+TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVersionItReplaced)
 {
     Scene scene(std::nullopt);
-    const XMPSnapshot before = scene.read();
     XMPPatch patch;
     patch.rating = 4;
     patch.label = QStringLiteral("green");
-    const Result<XMPSnapshot> saved = scene.save(before, patch);
-    ASSERT_TRUE(saved.ok()) << saved.message().toStdString();
-    EXPECT_EQ(saved->rating, 4);
-    EXPECT_EQ(saved->label, QStringLiteral("green"));
-    EXPECT_EQ(test::readFile(scene.sidecar),
-              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
-              "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
-              "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\" xmp:Label=\"green\"/></rdf:RDF></x:xmpmeta>");
+    const Result<XMPSnapshot> first = scene.save(scene.read(), patch);
+    ASSERT_TRUE(first.ok()) << first.message().toStdString();
+    EXPECT_EQ(first->rating, 4);
+    EXPECT_EQ(first->label, QStringLiteral("green"));
+    const QByteArray created =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+        "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
+        "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\" xmp:Label=\"green\"/></rdf:RDF></x:xmpmeta>";
+    EXPECT_EQ(test::readFile(scene.sidecar), created);
     EXPECT_EQ(test::allNames(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
-    // A new sidecar gets the user's default permissions, as any new file would.
+    // A new sidecar gets the user's default permissions, as any new file would; a replacement
+    // keeps the sidecar's own.
     const mode_t mask = ::umask(022);
     ::umask(mask);
     struct stat st {};
     ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0666 & ~mask);
+    ASSERT_EQ(::chmod(Paths::encode(scene.sidecar).constData(), 0640), 0);
+    const ino_t createdInode = st.st_ino;
+
+    const Result<XMPSnapshot> second = scene.save(*first, ratingPatch(5));
+    ASSERT_TRUE(second.ok()) << second.message().toStdString();
+    const Result<XMPSnapshot> third = scene.save(*second, labelPatch(QStringLiteral("purple")));
+    ASSERT_TRUE(third.ok()) << third.message().toStdString();
+    QByteArray expected = created;
+    expected.replace("xmp:Rating=\"4\"", "xmp:Rating=\"5\"").replace("xmp:Label=\"green\"", "xmp:Label=\"purple\"");
+    EXPECT_EQ(test::readFile(scene.sidecar), expected);
+    EXPECT_EQ(third->data, expected);
+    QList<QByteArray> kept = backups(scene.folder());
+    std::sort(kept.begin(), kept.end());
+    QList<QByteArray> versions{created, *second->data};
+    std::sort(versions.begin(), versions.end());
+    EXPECT_EQ(kept, versions);
+    const QString backupFolder = Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"));
+    bool swapped = false;   // the atomic swap keeps the replaced inode as the backup
+    for (const QString& name : test::allNames(backupFolder)) {
+        EXPECT_TRUE(QRegularExpression(QStringLiteral("^DSC_0001\\.xmp\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch())
+            << name.toStdString();
+        ASSERT_EQ(::stat(Paths::encode(Paths::join(backupFolder, name)).constData(), &st), 0);
+        swapped = swapped || st.st_ino == createdInode;
+    }
+    EXPECT_TRUE(swapped);
+    EXPECT_TRUE(temporaries(scene.folder()).isEmpty());
+    ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
 }
 
 TEST(XMPServiceSave, aNameNearTheLengthLimitCanBeRatedAgainAndAgain)
@@ -172,34 +201,6 @@ TEST(XMPServiceSave, aSidecarInASharedFolderStaysTheGroupsAfterASave)
     ASSERT_EQ(::stat(Paths::encode(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))).constData(), &st), 0);
     EXPECT_EQ(st.st_gid, 4321u);
     EXPECT_EQ(st.st_mode & 07777, 02775u);
-}
-
-TEST(XMPServiceSave, everyReplacingSaveKeepsTheVersionItReplaced)
-{
-    const QByteArray original = test::XmpFixtures::lightroom(2, QStringLiteral("Red"));
-    Scene scene(original);
-    ASSERT_EQ(::chmod(Paths::encode(scene.sidecar).constData(), 0640), 0);
-    const Result<XMPSnapshot> first = scene.save(scene.read(), ratingPatch(5));
-    ASSERT_TRUE(first.ok()) << first.message().toStdString();
-    const Result<XMPSnapshot> second = scene.save(*first, labelPatch(QStringLiteral("purple")));
-    ASSERT_TRUE(second.ok()) << second.message().toStdString();
-
-    QByteArray expected = original;
-    expected.replace("xmp:Rating=\"2\"", "xmp:Rating=\"5\"").replace("xmp:Label=\"Red\"", "xmp:Label=\"purple\"");
-    EXPECT_EQ(test::readFile(scene.sidecar), expected);
-    EXPECT_EQ(second->data, expected);
-    QList<QByteArray> kept = backups(scene.folder());
-    std::sort(kept.begin(), kept.end());
-    QList<QByteArray> versions{original, *first->data};
-    std::sort(versions.begin(), versions.end());
-    EXPECT_EQ(kept, versions);
-    for (const QString& name : test::allNames(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))))
-        EXPECT_TRUE(QRegularExpression(QStringLiteral("^DSC_0001\\.xmp\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch())
-            << name.toStdString();
-    EXPECT_TRUE(temporaries(scene.folder()).isEmpty());
-    struct stat st {};
-    ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);   // the replacement keeps the sidecar's permissions
 }
 
 TEST(XMPServiceSave, aPatchThatChangesNothingWritesNothing)
@@ -394,22 +395,6 @@ TEST(XMPServiceSave, anotherWriterAtEachStepNeverLosesData)
         }
         EXPECT_LE(kept.size(), 1);
     }
-}
-
-TEST(XMPServiceSave, theAtomicSwapIsUsedWhereTheVolumeHasIt)
-{
-    // On the portable path the sidecar's inode is new; the swap keeps the replaced inode as the
-    // backup, so the backup has the old inode number.
-    Scene scene(test::XmpFixtures::darktable(2, std::nullopt));
-    struct stat before {};
-    ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &before), 0);
-    ASSERT_TRUE(scene.save(scene.read(), ratingPatch(4)).ok());
-    const QString backupFolder = Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"));
-    const QStringList names = test::allNames(backupFolder);
-    ASSERT_EQ(names.size(), 1);
-    struct stat backup {};
-    ASSERT_EQ(::stat(Paths::encode(Paths::join(backupFolder, names.front())).constData(), &backup), 0);
-    EXPECT_EQ(backup.st_ino, before.st_ino);
 }
 
 TEST(XMPServiceSave, aLockedSidecarOnThePortablePathIsBusy)

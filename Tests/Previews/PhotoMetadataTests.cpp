@@ -11,27 +11,17 @@
 
 namespace vantelor::test {
 
-TEST(PhotoMetadata, FormatsShutterSpeeds)
+TEST(PhotoMetadata, FormatsShutterSpeedsAndApertures)
 {
     const struct { double seconds; const char* text; } rows[] = {
-        {0.004, "1/250 s"}, {1.0 / 3.0, "1/3 s"}, {0.3, "1/3 s"},  {0.5, "1/2 s"},     {1.0 / 8000, "1/8000 s"},
-        {1.0, "1.00 s"},    {2.5, "2.50 s"},      {30.0, "30.00 s"}, {0.0, "0.00 s"},  {0.9999, "1/1 s"},
+        {0.004, "1/250 s"}, {0.3, "1/3 s"}, {0.9999, "1/1 s"}, {1.0, "1.00 s"}, {2.5, "2.50 s"}, {0.0, "0.00 s"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(PhotoMetadata::formatShutter(row.seconds), QString::fromUtf8(row.text)) << row.seconds;
     // A damaged file's absurd exposure still gives text, not an overflow.
     const QString tiny = PhotoMetadata::formatShutter(1e-30);
     EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
-}
-
-TEST(PhotoMetadata, FormatsApertures)
-{
-    const struct {
-        double fNumber;
-        const char* text;
-    } rows[] = {{4.0, "ƒ/4.0"}, {2.8, "ƒ/2.8"}, {1.4, "ƒ/1.4"}, {22.0, "ƒ/22.0"}, {5.66, "ƒ/5.7"}};
-    for (const auto& row : rows)
-        EXPECT_EQ(PhotoMetadata::formatAperture(row.fNumber), QString::fromUtf8(row.text)) << row.fNumber;
+    EXPECT_EQ(PhotoMetadata::formatAperture(5.66), QStringLiteral("ƒ/5.7"));
 }
 
 TEST(PhotoMetadata, ReadsCaptureDataFromExif)
@@ -45,19 +35,15 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExif)
     Sandbox sandbox;
     const auto metadata = PreviewDecoder::metadata(sandbox.write(QStringLiteral("a.jpg"), makeJpeg(patternImage(300, 200), 80, exif)));
     ASSERT_TRUE(metadata.ok());
-    EXPECT_EQ(metadata->width, 300);
-    EXPECT_EQ(metadata->height, 200);
-    EXPECT_EQ(metadata->camera, QStringLiteral("NIKON Z 8"));
-    EXPECT_EQ(metadata->lens, QStringLiteral("NIKKOR Z 24-120mm f/4 S"));
-    EXPECT_EQ(metadata->iso, QStringLiteral("ISO 3200"));
-    EXPECT_EQ(metadata->aperture, QStringLiteral("ƒ/4.0"));
-    EXPECT_EQ(metadata->shutter, QStringLiteral("1/250 s"));
+    EXPECT_EQ(*metadata, (PhotoMetadata{300, 200, "NIKON Z 8", "NIKKOR Z 24-120mm f/4 S", "ISO 3200", "ƒ/4.0", "1/250 s"}));
+    EXPECT_EQ(PreviewDecoder::metadata(QStringLiteral("/nonexistent/DSC_9.NEF")).message(),
+              BrowserError::unreadableImage(QStringLiteral("DSC_9.NEF")).message());
 }
 
 TEST(PhotoMetadata, AFileWithoutExifShowsDashesAndItsSize)
 {
     Sandbox sandbox;
-    // exiv2 knows no size for these: the decoders' own headers give it.
+    // Where exiv2 knows no size, the decoders' own headers give it.
     for (const auto& [name, bytes] : {std::pair{QStringLiteral("a.png"), makePng(patternImage(120, 80))},
                                       std::pair{QStringLiteral("a.jpg"), makeJpeg(120, 80)},
                                       std::pair{QStringLiteral("a.heic"), makeHeic(patternImage(120, 80))}}) {
@@ -90,29 +76,7 @@ TEST(PhotoMetadata, TakesTheFirstIsoAndIgnoresValuesOfTheWrongTypeOrCount)
     Sandbox sandbox;
     const auto metadata = PreviewDecoder::metadata(sandbox.write(QStringLiteral("a.jpg"), jpeg));
     ASSERT_TRUE(metadata.ok());
-    EXPECT_EQ(metadata->iso, QStringLiteral("ISO 3200"));
-    EXPECT_EQ(metadata->aperture, QStringLiteral("—"));
-    EXPECT_EQ(metadata->shutter, QStringLiteral("—"));
-    EXPECT_EQ(metadata->lens, QStringLiteral("—"));
-    EXPECT_EQ(metadata->camera, QStringLiteral("—"));
-}
-
-TEST(PhotoMetadata, EncodesWithItsSevenKeys)
-{
-    PhotoMetadata metadata;
-    metadata.width = 6048;
-    metadata.height = 4032;
-    const QJsonObject json = metadata.toJson();
-    EXPECT_EQ(json.keys(), (QStringList{"aperture", "camera", "height", "iso", "lens", "shutter", "width"}));
-    EXPECT_EQ(json.value(QStringLiteral("width")).toInt(), 6048);
-    EXPECT_EQ(json.value(QStringLiteral("camera")).toString(), QStringLiteral("—"));
-}
-
-TEST(PhotoMetadata, AnUnopenableFileIsUnreadable)
-{
-    const auto metadata = PreviewDecoder::metadata(QStringLiteral("/nonexistent/DSC_9.NEF"));
-    ASSERT_FALSE(metadata.ok());
-    EXPECT_EQ(metadata.message(), BrowserError::unreadableImage(QStringLiteral("DSC_9.NEF")).message());
+    EXPECT_EQ(*metadata, (PhotoMetadata{64, 48, "—", "—", "ISO 3200", "—", "—"}));
 }
 
 } // namespace vantelor::test

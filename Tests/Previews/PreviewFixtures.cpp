@@ -82,18 +82,6 @@ QByteArray makeDng(int width, int height, const std::optional<ExifInfo>& exif)
     return TiffWriter::write({ifd0}, true);
 }
 
-QByteArray hugeJpegHeader(int width, int height)
-{
-    QByteArray jpeg = makeJpeg(64, 64);
-    // Patch the SOF0 frame size; the scan data stays that of a 64 × 64 image.
-    const qsizetype sof = jpeg.indexOf("\xFF\xC0");
-    jpeg[sof + 5] = char(height >> 8);
-    jpeg[sof + 6] = char(height & 0xFF);
-    jpeg[sof + 7] = char(width >> 8);
-    jpeg[sof + 8] = char(width & 0xFF);
-    return jpeg.left(jpeg.indexOf("\xFF\xDA") + 40);
-}
-
 QColor cornerColour(const QImage& image, int corner)
 {
     const int mark = std::max(2, std::min(image.width(), image.height()) / 8);

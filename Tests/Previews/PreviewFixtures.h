@@ -15,9 +15,6 @@ QByteArray makeHeic(const QImage& image, int thumbnailSize = 0);
 // embedded preview of any kind; with an EXIF IFD when exif is given.
 QByteArray makeDng(int width, int height, const std::optional<ExifInfo>& exif = std::nullopt);
 
-// A JPEG whose header declares a size but whose data stops after a few bytes of scan.
-QByteArray hugeJpegHeader(int width, int height);
-
 // The colour at the middle of a corner mark of patternImage (0 top-left, 1 top-right,
 // 2 bottom-left), sampled where compression and scaling keep it.
 QColor cornerColour(const QImage& image, int corner);

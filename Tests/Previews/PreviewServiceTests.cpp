@@ -68,11 +68,6 @@ public:
         return m_dimensions;
     }
 
-    PreviewService::Decoder function()
-    {
-        return [this](const PhotoItem& item, int dimension) { return (*this)(item, dimension); };
-    }
-
 private:
     QMutex m_mutex;
     QWaitCondition m_changed;
@@ -84,7 +79,7 @@ private:
 struct Fixture {
     Sandbox sandbox;
     ScriptedDecoder decoder;
-    PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), decoder.function()};
+    PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), std::ref(decoder)};
 
     // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
     QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads()
@@ -119,7 +114,7 @@ TEST(PreviewService, ResultsAreKeyedByFileAndClampedSize)
     const struct {
         int asked;
         int used;
-    } rows[] = {{10, 32}, {31, 32}, {32, 32}, {8192, 8192}, {20000, 8192}, {-5, 32}};
+    } rows[] = {{31, 32}, {32, 32}, {8192, 8192}, {8193, 8192}, {-5, 32}};
     for (const auto& row : rows) {
         Fixture f;
         const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
@@ -152,15 +147,19 @@ TEST(PreviewService, ACacheHitNeverWaitsForADecode)
     f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
-TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnce)
+TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnceAndAJoinerCancelsAtOnce)
 {
     Fixture f;
     const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
     f.decoder.hold(item.name());
     const auto first = f.service.load(item, 2560);
     f.decoder.waitUntilStarted(item.name());
-    // The second request is a miss too, and joins the decode under way.
+    // Later requests are misses too, and join the decode under way.
     const auto second = f.service.load(item, 2560);
+    auto waiting = f.service.load(item, 2560);
+    waiting.cancel();
+    waiting.waitForFinished();   // the decode is still held
+    EXPECT_TRUE(waiting.isCanceled());
     EXPECT_FALSE(second.isFinished());
     f.decoder.release(item.name());
     ASSERT_TRUE(first.result().ok());
@@ -235,25 +234,6 @@ TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
     const auto later = f.service.load(item, 2560);
     EXPECT_TRUE(later.result().ok());
     EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
-}
-
-TEST(PreviewService, CancellingWhileWaitingForTheKeyEndsAtOnce)
-{
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-    f.decoder.hold(item.name());
-    const auto first = f.service.load(item, 2560);
-    f.decoder.waitUntilStarted(item.name());
-    auto waiting = f.service.load(item, 2560);
-    waiting.cancel();
-    waiting.waitForFinished();
-    EXPECT_TRUE(waiting.isCanceled());
-
-    f.decoder.release(item.name());
-    ASSERT_TRUE(first.result().ok());
-    PreviewService::Probe::waitForIdle(f.service);
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
-    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
@@ -356,7 +336,7 @@ TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
     ScriptedDecoder decoder;
     QList<QFuture<Result<PreviewResult>>> futures;
     {
-        PreviewService service(64LL * 1024 * 1024, sandbox.mkdir(QStringLiteral("cache")), decoder.function());
+        PreviewService service(64LL * 1024 * 1024, sandbox.mkdir(QStringLiteral("cache")), std::ref(decoder));
         decoder.hold(QStringLiteral("p0.jpg"));
         for (int i = 0; i < 6; ++i)
             futures.append(service.load(**PhotoItem::inspect(sandbox.write(QStringLiteral("p%1.jpg").arg(i), "x")), 900));
@@ -390,25 +370,17 @@ TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)
     byCount.insert(QStringLiteral("d"), resultOf(10, 10));
     EXPECT_FALSE(byCount.find(QStringLiteral("b")).has_value());
     EXPECT_TRUE(byCount.find(QStringLiteral("a")).has_value());
-    EXPECT_EQ(byCount.count(), 3);
 
     PreviewCache byCost(1000, 400);  // a 10 × 10 RGB32 bitmap costs 400 bytes
-    byCost.insert(QStringLiteral("a"), resultOf(10, 10));
-    byCost.insert(QStringLiteral("b"), resultOf(10, 10));
-    EXPECT_EQ(byCost.totalCost(), 800);
-    byCost.insert(QStringLiteral("c"), resultOf(10, 10));
+    for (const char* key : {"a", "b", "c"})
+        byCost.insert(QString::fromLatin1(key), resultOf(10, 10));
     EXPECT_EQ(byCost.totalCost(), 800);
     EXPECT_FALSE(byCost.find(QStringLiteral("a")).has_value());
-
     // Replacing an entry replaces its cost; an entry above the whole limit is not kept.
     byCost.insert(QStringLiteral("c"), resultOf(5, 10));
-    EXPECT_EQ(byCost.totalCost(), 600);
     byCost.insert(QStringLiteral("huge"), resultOf(100, 100));
     EXPECT_FALSE(byCost.find(QStringLiteral("huge")).has_value());
     EXPECT_EQ(byCost.totalCost(), 600);
-    byCost.clear();
-    EXPECT_EQ(byCost.totalCost(), 0);
-    EXPECT_EQ(byCost.count(), 0);
 }
 
 } // namespace vantelor::test

@@ -14,18 +14,6 @@
 namespace vantelor::test {
 namespace {
 
-QByteArray nef(const char* date = nullptr)
-{
-    return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt);
-}
-
-QByteArray jpeg(const char* date)
-{
-    ExifInfo info;
-    info.dateTimeOriginal = QByteArray(date);
-    return makeJpeg(16, 12, info);
-}
-
 TEST(LibraryLoading, AScanAnswerThatArrivesAfterTheUserMovedOnChangesNothing)
 {
     struct Row {
@@ -127,16 +115,16 @@ TEST(LibraryLoading, AFolderThatCannotBeReadEndsInItsMessageWithNothingBusy)
 TEST(LibraryLoading, PreparationReadsDatesAndSidecarsAndKeepsEachSidecarFailure)
 {
     Sandbox sandbox;
-    sandbox.write(QStringLiteral("a.NEF"), nef("2024:03:01 10:00:00"));
+    sandbox.write(QStringLiteral("a.NEF"), nefWithDate("2024:03:01 10:00:00"));
     sandbox.write(QStringLiteral("a.xmp"), XmpFixtures::lightroom(3, QStringLiteral("Red")));
-    sandbox.write(QStringLiteral("b.nef"), nef());
+    sandbox.write(QStringLiteral("b.nef"), nefWithDate());
     sandbox.write(QStringLiteral("B.XMP"), XmpFixtures::captureOne(-1, QStringLiteral("Violeta")));
-    sandbox.write(QStringLiteral("c.NEF"), nef());
+    sandbox.write(QStringLiteral("c.NEF"), nefWithDate());
     sandbox.write(QStringLiteral("c.xmp"), "<?xml version=\"1.0\"?><!DOCTYPE x [<!ENTITY e \"e\">]><x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>");
-    sandbox.write(QStringLiteral("d.NEF"), nef());
+    sandbox.write(QStringLiteral("d.NEF"), nefWithDate());
     const QString huge = sandbox.write(QStringLiteral("d.xmp"), XmpFixtures::lightroom(5, std::nullopt));
     ASSERT_EQ(::truncate(Paths::encode(huge).constData(), 16 * 1024 * 1024 + 1), 0);
-    sandbox.write(QStringLiteral("e.jpg"), jpeg("2024:03:01 09:00:00"));
+    sandbox.write(QStringLiteral("e.jpg"), jpegWithDate("2024:03:01 09:00:00"));
 
     Harness h;
     h.openAndPrepare(sandbox.path());
@@ -162,8 +150,8 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     Sandbox b;
     const int count = 2 * LibraryModel::preparationBatchSize + 50;
     for (int i = 0; i < count; ++i)
-        a.write(QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0')), nef("2024:03:01 10:00:00"));
-    b.write(QStringLiteral("x.jpg"), jpeg("2024:03:02 10:00:00"));
+        a.write(QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0')), nefWithDate("2024:03:01 10:00:00"));
+    b.write(QStringLiteral("x.jpg"), jpegWithDate("2024:03:02 10:00:00"));
     const auto datesIn = [](const LibraryModel& m, const QString& folder) {
         return std::count_if(m.captureDates().keyBegin(), m.captureDates().keyEnd(),
                              [&](const QString& url) { return Paths::parent(url) == folder; });

@@ -13,12 +13,6 @@
 namespace vantelor::test {
 namespace {
 
-const QByteArray& nef()
-{
-    static const QByteArray bytes = makeNef(32, 24);
-    return bytes;
-}
-
 // What the sidecar beside a photo holds now.
 XMPSnapshot sidecarOf(const QString& raw)
 {
@@ -45,7 +39,7 @@ TEST(LibraryMarks, RatingsAreClampedAndOnlyNefEditsWaitForTheSidecar)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.rating);
         Sandbox sandbox;
-        sandbox.write(QStringLiteral("a.NEF"), nef());
+        sandbox.write(QStringLiteral("a.NEF"), nefWithDate());
         sandbox.write(QStringLiteral("b.jpg"), makeJpeg(8, 8));
         Harness h;
         h.model->setAutoSave(false);
@@ -64,7 +58,7 @@ TEST(LibraryMarks, RatingsAreClampedAndOnlyNefEditsWaitForTheSidecar)
 TEST(LibraryMarks, EditsWithinTheDelayAreSavedOnceAndAnEditDuringASaveIsNotLost)
 {
     Sandbox sandbox;
-    const QString raw = sandbox.write(QStringLiteral("a.NEF"), nef());
+    const QString raw = sandbox.write(QStringLiteral("a.NEF"), nefWithDate());
     auto saves = std::make_shared<std::atomic<int>>(0);
     XMPSaveSeam seam;
     seam.atStep = [saves](XMPSaveStep step) { if (step == XMPSaveStep::checked) ++*saves; };
@@ -109,7 +103,7 @@ TEST(LibraryMarks, ASidecarChangedElsewhereIsNeverOverwrittenUntilTheUserChooses
     for (const Row& row : rows) {
         SCOPED_TRACE(row.merge);
         Sandbox sandbox;
-        const QString raw = sandbox.write(QStringLiteral("a.NEF"), nef());
+        const QString raw = sandbox.write(QStringLiteral("a.NEF"), nefWithDate());
         sandbox.write(QStringLiteral("a.xmp"), XmpFixtures::lightroom(1, std::nullopt));
         Harness h;
         h.openAndPrepare(sandbox.path());
@@ -154,7 +148,7 @@ TEST(LibraryMarks, AFailedSaveKeepsTheEditAndSwitchesAutosaveOff)
         SCOPED_TRACE(row.name);
         Sandbox sandbox;
         const QString folder = sandbox.mkdir(QStringLiteral("shoot"));
-        const QString raw = sandbox.write(QStringLiteral("shoot/a.NEF"), nef());
+        const QString raw = sandbox.write(QStringLiteral("shoot/a.NEF"), nefWithDate());
         sandbox.write(QStringLiteral("shoot/a.xmp"), row.sidecar);
         XMPSaveSeam seam;
         if (row.removeFolderWhileSaving)
@@ -195,9 +189,9 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
         SCOPED_TRACE(row.name);
         Sandbox a;
         Sandbox b;
-        const QString raw = a.write(QStringLiteral("a.NEF"), nef());
+        const QString raw = a.write(QStringLiteral("a.NEF"), nefWithDate());
         a.write(QStringLiteral("a.xmp"), row.sidecar);
-        b.write(QStringLiteral("b.NEF"), nef());
+        b.write(QStringLiteral("b.NEF"), nefWithDate());
         Harness h;
         h.model->setAutoSave(false);
         h.openAndPrepare(a.path());
@@ -247,7 +241,7 @@ TEST(LibraryTransfers, ATransferStartsOnlyWithNothingPendingAndReportsItsOutcome
         SCOPED_TRACE(row.name);
         Sandbox sandbox;
         const QString folder = sandbox.mkdir(QStringLiteral("shoot"));
-        sandbox.write(QStringLiteral("shoot/a.NEF"), nef());
+        sandbox.write(QStringLiteral("shoot/a.NEF"), nefWithDate());
         sandbox.write(QStringLiteral("shoot/a.xmp"), XmpFixtures::lightroom(2, std::nullopt));
         sandbox.write(QStringLiteral("shoot/b.jpg"), makeJpeg(8, 8));
         sandbox.mkdir(QStringLiteral("out"));

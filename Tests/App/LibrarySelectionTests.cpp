@@ -9,22 +9,14 @@
 namespace vantelor::test {
 namespace {
 
-QByteArray jpeg(std::optional<const char*> date)
-{
-    ExifInfo info;
-    if (date)
-        info.dateTimeOriginal = QByteArray(*date);
-    return makeJpeg(16, 12, info);
-}
-
 // p2 and p4 share a capture time; p3 and p5 have none.
 struct DatedFolder {
     DatedFolder()
     {
-        sandbox.write(QStringLiteral("p1.jpg"), jpeg("2024:03:01 10:00:00"));
-        sandbox.write(QStringLiteral("p2.jpg"), jpeg("2024:03:01 09:00:00"));
-        sandbox.write(QStringLiteral("p3.jpg"), jpeg(std::nullopt));
-        sandbox.write(QStringLiteral("p4.jpg"), jpeg("2024:03:01 09:00:00"));
+        sandbox.write(QStringLiteral("p1.jpg"), jpegWithDate("2024:03:01 10:00:00"));
+        sandbox.write(QStringLiteral("p2.jpg"), jpegWithDate("2024:03:01 09:00:00"));
+        sandbox.write(QStringLiteral("p3.jpg"), jpegWithDate());
+        sandbox.write(QStringLiteral("p4.jpg"), jpegWithDate("2024:03:01 09:00:00"));
         sandbox.write(QStringLiteral("p5.png"), makePng(patternImage(8, 8)));
         h.openAndPrepare(sandbox.path());
     }

@@ -9,6 +9,7 @@
 
 #include <QTest>
 
+#include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 
 namespace vantelor::test {
@@ -137,6 +138,19 @@ QStringList names(const QList<PhotoItem>& photos)
     for (const PhotoItem& photo : photos)
         out.append(photo.name());
     return out;
+}
+
+QByteArray nefWithDate(const char* date)
+{
+    return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt);
+}
+
+QByteArray jpegWithDate(const char* date)
+{
+    ExifInfo info;
+    if (date)
+        info.dateTimeOriginal = QByteArray(date);
+    return makeJpeg(16, 12, info);
 }
 
 void settle()

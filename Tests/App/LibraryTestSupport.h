@@ -71,6 +71,10 @@ public:
 PhotoItem photoAt(const QString& path, qint64 size = 1000);
 QStringList names(const QList<PhotoItem>& photos);
 
+// A small NEF and a small JPEG, each with its capture time if given.
+QByteArray nefWithDate(const char* date = nullptr);
+QByteArray jpegWithDate(const char* date = nullptr);
+
 // Delivers the answers already given (queued calls) without waiting for anything else.
 void settle();
 // Waits (running the event loop) until the condition holds; false after five seconds.

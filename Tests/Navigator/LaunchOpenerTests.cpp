@@ -21,7 +21,7 @@ QString shoot(const Sandbox& sandbox, const QString& name)
 
 } // namespace
 
-TEST(LaunchOpener, CommandLineOpensEachFolderAsATabAndSelectsTheNamedPhoto)
+TEST(LaunchOpener, CommandLineOpensEachFolderAsATabSelectsTheNamedPhotoOrShowsWhatIsMissing)
 {
     Sandbox sandbox;
     const QString boda = shoot(sandbox, QStringLiteral("Boda"));
@@ -36,14 +36,8 @@ TEST(LaunchOpener, CommandLineOpensEachFolderAsATabAndSelectsTheNamedPhoto)
     ASSERT_TRUE(eventually([&] { return !harness.model->isPreparing(); }));
     EXPECT_TRUE(eventually([&] { return harness.model->selectedID() == wanted; }))
         << "not the first photo, which the controller selects by itself";
-}
 
-TEST(LaunchOpener, MissingPathOpensTheWindowWithItsMessage)
-{
-    Sandbox sandbox;
     const QString missing = sandbox.file(QStringLiteral("tarjeta/DCIM"));
-    Harness harness;
-    LaunchOpener opener(*harness.model);
     opener.open({LaunchTarget::resolve(Paths::encode(missing), sandbox.path())});
     EXPECT_TRUE(eventually([&] { return harness.model->folderError().has_value(); }));
     EXPECT_EQ(harness.model->folderError(), QStringLiteral("Carpeta no disponible o ilegible: ") + missing);

@@ -38,7 +38,6 @@ TEST(RecentFolders, KeepTheTwentyNewestFirstWithoutDuplicates)
     const Row rows[] = {
         {"newest first", {"/a", "/b", "/c"}, {"/c", "/b", "/a"}},
         {"a folder recorded again moves to the top", {"/a", "/b", "/a"}, {"/a", "/b"}},
-        {"the same folder twice is one entry", {"/a", "/a"}, {"/a"}},
         {"the 21st drops the oldest", numbered(21), twentyNewest},
         {"reopening the oldest of 20 drops nothing", twentyThenOldest, oldestOnTop},
     };

@@ -3,8 +3,10 @@
 #include <QApplication>
 #include <QTemporaryDir>
 
-// The navigator reads and writes the preferences and looks at $HOME: both point into a folder
-// of this run, never at the user's own.
+#include "VantelorCullingApp.h"
+
+// The main of the programs that drive widgets. The preferences, the caches and $HOME of the whole
+// run live in a folder of their own, never the user's: QSettings fixes its paths on first use.
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -14,6 +16,9 @@ int main(int argc, char** argv)
     qputenv("XDG_RUNTIME_DIR", sandbox.path().toUtf8());
     qputenv("HOME", sandbox.path().toUtf8());
     QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Vantelor"));
+    QApplication::setOrganizationName(QStringLiteral("Vantelor"));
+    vantelor::VantelorCullingApp::applyAppearance();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -177,6 +177,7 @@ void LibraryModel::emitChanges()
         if (changed & metadataGroup) emit metadataChanged();
         if (changed & transferGroup) emit transferChanged();
         if (changed & tabsGroup) emit tabsChanged();
+        if (changed & recoveryGroup) emit recoveryChanged();
     }
 }
 
@@ -318,7 +319,11 @@ void LibraryModel::open(const QString& folder)
         m_previewService->clearCache();
     cancelScan();
     m_access.start(url);
-    m_navigator->record(url);
+    if (m_folder != url) {
+        assign(m_recoveryFinding, QString(), recoveryGroup);
+        assign(m_recoveryOutcome, QString(), recoveryGroup);
+    }
+    checkRecovery(url);
     assign(m_folder, std::optional<QString>(url), folderGroup);
     assign(m_folderError, std::optional<QString>(), folderGroup);
     if (!m_tabs.contains(url)) {
@@ -327,6 +332,7 @@ void LibraryModel::open(const QString& folder)
     }
     const auto state = m_tabStates.constFind(url);
     if (state != m_tabStates.constEnd() && state->complete) {
+        m_navigator->record(url);
         restoreTab(*state);
         return;
     }
@@ -420,6 +426,7 @@ void LibraryModel::reload()
     cancelScan();
     if (m_previewService)
         m_previewService->clearCache();
+    checkRecovery(*m_folder);
     beginScan(*m_folder);
 }
 
@@ -475,6 +482,9 @@ void LibraryModel::takeSnapshot(const QUuid& generation, const Result<ScanSnapsh
         assign(m_isScanning, false, folderGroup);
         assign(m_metadataLoading, false, preparationGroup);
         assign(m_preparationCancelled, false, preparationGroup);
+        // Nothing is being read any more; the error says why.
+        assign(m_preparationStatus, QString(), preparationGroup);
+        assign(m_status, QString(), folderGroup);
         assign(m_folderError, std::optional<QString>(snapshot.message()), folderGroup);
         touch(metadataGroup);
         return;
@@ -486,6 +496,9 @@ void LibraryModel::takeSnapshot(const QUuid& generation, const Result<ScanSnapsh
         return;
     }
     m_scanComplete = true;
+    // Only a folder that could be read joins the recent ones.
+    if (m_folder)
+        m_navigator->record(*m_folder);
     startPreparation();
 }
 
@@ -1308,6 +1321,52 @@ void LibraryModel::cancelTransfer()
 {
     Batch batch(this);
     assign(m_transferPlan, std::optional<TransferPlan>(), transferGroup);
+}
+
+// --- Interrupted transfers -------------------------------------------------------------------------
+
+void LibraryModel::checkRecovery(const QString& folder)
+{
+    const QUuid generation = QUuid::createUuid();
+    m_recoveryGeneration = generation;
+    whenReady(m_files.lookForUnfinished(folder), this, [this, generation](const Result<RecoveryReport>& report) {
+        // A folder that cannot be read says so through its scan.
+        if (generation != m_recoveryGeneration)
+            return;
+        Batch answer(this);
+        assign(m_recoveryFinding, report && report->needsAttention() ? report->text() : QString(), recoveryGroup);
+    });
+}
+
+void LibraryModel::recoverTransfers()
+{
+    if (!m_folder || m_recoveryFinding.isEmpty() || m_transferBusy || m_isSaving)
+        return;
+    Batch batch(this);
+    const QString folder = *m_folder;
+    // Another look started meanwhile must not bring back the finding this run is putting right.
+    m_recoveryGeneration = QUuid::createUuid();
+    assign(m_recovering, true, recoveryGroup);
+    assign(m_transferBusy, true, transferGroup);
+    whenReady(m_files.recover(folder, false), this, [this, folder](const Result<RecoveryReport>& report) {
+        Batch answer(this);
+        assign(m_recovering, false, recoveryGroup);
+        assign(m_transferBusy, false, transferGroup);
+        if (m_folder != folder)
+            return;
+        assign(m_recoveryOutcome, report ? report->text() : report.message(), recoveryGroup);
+        assign(m_recoveryFinding, QString(), recoveryGroup);
+        // Files came back home or reached their destination: read the folder again, and look
+        // again, in case something was left as it was.
+        reload();
+        m_navigator->refresh();
+    });
+}
+
+void LibraryModel::dismissRecoveryOutcome()
+{
+    Batch batch(this);
+    assign(m_recoveryOutcome, QString(), recoveryGroup);
 }
 
 } // namespace vantelor

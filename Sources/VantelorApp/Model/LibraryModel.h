@@ -184,6 +184,13 @@ public:
     // Folder tabs, in tab order: tabsChanged().
     const QStringList& tabs() const { return m_tabs; }
 
+    // Interrupted transfers in the open folder: recoveryChanged(). The finding is what a look at
+    // its transfer journals found that needs putting right (empty when nothing does); the outcome
+    // says what the last recoverTransfers() did (empty until one ran in this folder).
+    const QString& recoveryFinding() const { return m_recoveryFinding; }
+    const QString& recoveryOutcome() const { return m_recoveryOutcome; }
+    bool isRecovering() const { return m_recovering; }
+
     // Conveniences for screens.
     std::optional<PhotoItem> selectedPhoto() const;
     std::optional<int> selectedPosition() const;
@@ -246,6 +253,9 @@ public:
     void confirmTransfer();
     // The confirmation sheet was dismissed: the plan is dropped.
     void cancelTransfer();
+    // Completes or rolls back the interrupted transfers of the open folder, then reads it again.
+    void recoverTransfers();
+    void dismissRecoveryOutcome();
 
 signals:
     void folderChanged();
@@ -262,6 +272,7 @@ signals:
     void metadataChanged();
     void transferChanged();
     void tabsChanged();
+    void recoveryChanged();
 
 private:
     // Implementation state follows; see LibraryModel.cpp for what each road does with it.
@@ -280,6 +291,7 @@ private:
         metadataGroup = 1u << 11,
         transferGroup = 1u << 12,
         tabsGroup = 1u << 13,
+        recoveryGroup = 1u << 14,
     };
     class Batch;
     struct SavePass;
@@ -316,6 +328,7 @@ private:
     void saveNext(const std::shared_ptr<SavePass>& pass);
     void finishPass(const std::shared_ptr<SavePass>& pass);
     void finishCloseTab(const QString& url);
+    void checkRecovery(const QString& folder);
     bool lessThan(const PhotoItem& a, const PhotoItem& b) const;
     int requestedDimension() const;
 
@@ -376,6 +389,10 @@ private:
 
     QStringList m_tabs;
 
+    QString m_recoveryFinding;
+    QString m_recoveryOutcome;
+    bool m_recovering = false;
+
     // Plain bookkeeping.
     QHash<QString, FolderTabState> m_tabStates;
     bool m_restoringTab = false;
@@ -386,6 +403,8 @@ private:
     QHash<QString, QUuid> m_editVersions;
     QUuid m_generation;
     QUuid m_previewGeneration;
+    // Changes with each look at a folder's journals: an answer about another folder is dropped.
+    QUuid m_recoveryGeneration;
     // Each cancellable task is kept with the continuation that applies its answer.
     QFuture<Result<ScanSnapshot>> m_scanTask;
     QFuture<void> m_scanAnswer;

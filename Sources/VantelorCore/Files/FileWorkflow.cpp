@@ -35,6 +35,15 @@ QFuture<Result<RecoveryReport>> FileWorkflow::recover(const QString& folder, boo
     });
 }
 
+QFuture<Result<RecoveryReport>> FileWorkflow::lookForUnfinished(const QString& folder)
+{
+    return m_executor.run([folder, fileSystem = m_fileSystem](const CancelCheck&) -> Result<RecoveryReport> {
+        if (!TransferRecovery::mayNeedAttention(folder))
+            return RecoveryReport{};
+        return TransferRecovery(*fileSystem, true, false).run(folder);
+    });
+}
+
 Result<QString> FileWorkflow::digest(const QString& path)
 {
     return FileDigest::sha256(path);

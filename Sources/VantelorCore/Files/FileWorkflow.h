@@ -36,6 +36,9 @@ public:
     // it found; with `purgeVerified` also deletes the originals kept by finished moves whose
     // destination copies still verify (TransferRecovery).
     QFuture<Result<RecoveryReport>> recover(const QString& folder, bool dryRun, bool purgeVerified = false);
+    // A dry run only where TransferRecovery::mayNeedAttention says one could find something;
+    // elsewhere an empty report at once.
+    QFuture<Result<RecoveryReport>> lookForUnfinished(const QString& folder);
 
     // The SHA-256 of a regular file as 64 lower-case hexadecimal digits (FileDigest).
     static Result<QString> digest(const QString& path);

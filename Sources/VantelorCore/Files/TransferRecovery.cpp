@@ -383,6 +383,35 @@ void TransferRecovery::problem(const QString& line)
     m_report.lines.append(line);
 }
 
+bool TransferRecovery::mayNeedAttention(const QString& folder)
+{
+    const Result<QStringList> names = namesIn(folder);
+    if (!names)
+        return false;
+    for (const QString& name : *names)
+        if (name.startsWith(TransferExecution::stagingPrefix()))
+            return true;
+    const QString area = Paths::join(folder, TransferExecution::recoveryAreaName());
+    const Result<QStringList> ids = namesIn(area);
+    if (!ids)
+        return false;
+    for (const QString& id : *ids) {
+        const std::optional<TransferPlan> plan = readJournal(Paths::join(Paths::join(area, id), TransferExecution::journalName()));
+        // The same judgement as putRight's for a journal without staging, by existence alone.
+        if (!plan || plan->kind != TransferKind::move || isFolder(staging(*plan)))
+            return true;
+        bool home = false;
+        bool kept = false;
+        for (qsizetype n = 0; n < plan->items.size(); ++n) {
+            home = home || exists(plan->items[n].source);
+            kept = kept || exists(keptCopy(*plan, n));
+        }
+        if (home && kept)
+            return true;
+    }
+    return false;
+}
+
 QString TransferRecovery::staging(const TransferPlan& plan)
 {
     return Paths::join(plan.destination, TransferExecution::stagingPrefix() + plan.idText());

@@ -37,6 +37,11 @@ public:
 
     Result<RecoveryReport> run(const QString& folder);
 
+    // Whether run() could find something that needs attention in `folder`, judged from names
+    // alone: a staging folder, or a move whose originals are partly home and partly kept. Cheap
+    // enough for every opening of a folder, where run() would read every kept original again.
+    static bool mayNeedAttention(const QString& folder);
+
 private:
     enum class Place { absent, verified, other };
     struct ItemState {

@@ -15,15 +15,14 @@ QByteArray cut(const QByteArray& bytes, double keep)
     return bytes.left(qsizetype(double(bytes.size()) * keep));
 }
 
-// A DNG whose sensor data is cut after `keep` of its rows, or (keep < 0) present but all zero.
+// A DNG whose sensor data is zero after `keep` of its rows, as LibRaw reads a file cut short.
 QByteArray damagedDng(double keep)
 {
     QByteArray dng = makeDng(96, 64);
     const qsizetype mosaicBytes = 96 * 64 * 2;
+    const qsizetype kept = qsizetype(double(mosaicBytes) * keep);
     const qsizetype strip = dng.indexOf(QByteArray("\xB8\x0B\xB8\x0B", 4));
-    if (keep < 0)
-        return dng.replace(strip, mosaicBytes, QByteArray(mosaicBytes, '\0'));
-    return dng.left(strip + qsizetype(double(mosaicBytes) * keep));
+    return dng.replace(strip + kept, mosaicBytes - kept, QByteArray(mosaicBytes - kept, '\0'));
 }
 
 QByteArray goodJpeg()
@@ -68,11 +67,11 @@ TEST(DamagedPreview, FallsThroughOrIsMarked)
          Source::thumbnail},
         {"EXIF thumbnail cut short", "cut-thumb.jpg", makeJpeg(patternImage(800, 600), 85, withThumbnail(cut(thumbnail, 0.5))),
          true, false, Source::fullImage},
-        {"NEF preview cut short", "cut.nef", cutNef(),
-         true, false, Source::thumbnail},
+        // Its raw data is a dummy that LibRaw cannot decode either.
+        {"NEF preview cut short", "cut.nef", cutNef(), false, false, Source::fullImage},
         {"intact DNG", "good.dng", makeDng(96, 64), true, false, Source::fullImage},
         {"DNG cut in its sensor data", "cut.dng", damagedDng(0.5), true, true, Source::fullImage},
-        {"DNG without sensor data", "zero.dng", damagedDng(-1), false, false, Source::fullImage},
+        {"DNG without sensor data", "zero.dng", damagedDng(0), false, false, Source::fullImage},
     };
     Sandbox sandbox;
     for (const Row& row : rows) {

@@ -5,7 +5,8 @@
 namespace vantelor {
 
 // A failure reported by the operating system: the error number and the path it concerned.
-// Its text is the C library's untranslated text for the number, after the path.
+// Its text is the C library's text for the number, in the user's language where the system
+// has a translation, after the path.
 class SystemError {
 public:
     SystemError(int code, QString path);
@@ -17,7 +18,8 @@ public:
     const QString& path() const { return m_path; }
     QString message() const;
 
-    // The C locale's text for an error number ("No such file or directory").
+    // The system's text for an error number ("No such file or directory", "No existe el fichero o el
+    // directorio").
     static QString text(int code);
 
     friend bool operator==(const SystemError&, const SystemError&) = default;

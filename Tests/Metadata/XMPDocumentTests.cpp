@@ -81,6 +81,7 @@ TEST(XMPDocumentValues, ratingTextsAreReadOrRefused)
         {" xmp:Rating=\"6\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"-2\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"2.5\"", "", 0, "Valoración XMP no compatible"},
+        {" xmp:Rating=\"0/\"", "", 0, "Valoración XMP no compatible"},   // '/' is the digit before '0'
         {" xmp:Rating=\"\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"+\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"99999999999999999999\"", "", 0, "Valoración XMP no compatible"},
@@ -127,6 +128,10 @@ TEST(XMPDocumentValues, onlyTopLevelDescriptionsAboutThisFileCount)
         + "\" xmlns:xmp=\"" + xmpUri + "\"><rdf:Description rdf:about=\"\"/>"
           "<rdf:Description rdf:about=\"uuid:faf5bdd5\" xmp:Rating=\"4\"/></rdf:RDF></x:xmpmeta>";
     EXPECT_EQ(valuesOf(elsewhere).rating, 0);
+    EXPECT_EQ(valuesOf("<rdf:RDF xmlns:rdf=\"" + rdfUri + "\" xmlns:xmp=\"" + xmpUri
+                       + "\"><rdf:Description rdf:about=\"\"/><o:Description xmlns:o=\"urn:o\" xmp:Rating=\"4\"/></rdf:RDF>")
+                  .rating,
+              0);
     const Result<QByteArray> saved = patched(elsewhere, makePatch(1, nullptr));
     ASSERT_TRUE(saved.ok()) << saved.message().toStdString();
     EXPECT_EQ(*saved, replacedOnce(elsewhere, "<rdf:Description rdf:about=\"\"/>",
@@ -175,7 +180,7 @@ TEST(XMPDocumentParsing, parserErrorsSayWhereAndNeverLoadAnything)
     const QString message = messageOf(sidecar(" xmp:Rating=\"1\"", "<open>"));
     EXPECT_TRUE(message.startsWith(QStringLiteral("XML no válido (línea 1, columna "))) << message.toStdString();
     EXPECT_TRUE(messageOf(sidecar(" xmp:Label=\"&undefined;\"")).contains(QStringLiteral("undefined entity")));
-    EXPECT_TRUE(messageOf("<x>\x01</x>").startsWith(QStringLiteral("XML no válido")));
+    EXPECT_EQ(messageOf("<x>\x01</x>"), QStringLiteral("XML no válido (línea 1, columna 4): not well-formed (invalid token)"));
     EXPECT_TRUE(messageOf(QByteArray("<x>\0</x>", 8)).startsWith(QStringLiteral("XML no válido")));
 }
 

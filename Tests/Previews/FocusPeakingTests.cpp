@@ -14,13 +14,13 @@ QImage filled(int width, int height, QColor colour)
     return image;
 }
 
-// Black on the left of column `edge`, white from it on.
-QImage verticalStep(int width, int height, int edge)
+// Black on the left of column `edge`, grey of the given level (white by default) from it on.
+QImage verticalStep(int width, int height, int edge, int level = 255)
 {
     QImage image = filled(width, height, Qt::black);
     for (int y = 0; y < height; ++y)
         for (int x = edge; x < width; ++x)
-            image.setPixel(x, y, qRgb(255, 255, 255));
+            image.setPixel(x, y, qRgb(level, level, level));
     return image;
 }
 
@@ -65,6 +65,8 @@ TEST(FocusPeaking, OnlyInteriorPixelsOnStrongEdgesAreHighlighted)
         // |gx| = 4 × 255 beside the edge (columns 19 and 20), rows 1 … 28, at every sensitivity.
         {"step, least sensitive", verticalStep(40, 30, 20), 0.0, {40, 30}, 2 * 28},
         {"step, most sensitive", verticalStep(40, 30, 20), 1.0, {40, 30}, 2 * 28},
+        {"step of exactly the threshold, 4 × 15", verticalStep(40, 30, 20, 15), 1.0, {40, 30}, 2 * 28},
+        {"step just below it", verticalStep(40, 30, 20, 14), 1.0, {40, 30}, 0},
         {"checkerboard", board, 1.0, {20, 12}, -1},
         {"one pixel, analysed at 3 × 3", filled(1, 1, Qt::white), 1.0, {3, 3}, 0},
         {"large, analysed at the limit", patternImage(6000, 4000), 0.5, {2560, 1706}, -1},

@@ -81,6 +81,7 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
         {"damaged-thumb.jpg", makeJpeg(patternImage(900, 600), 85, damagedThumbnail), 100, {100, 66}, Source::fullImage, 900},
         {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, 800},
         {"cmyk.jpg", makeCmykJpeg(image), 450, {450, 300}, Source::fullImage, 900},
+        {"line.jpg", makeJpeg(1, 40), 2560, {1, 40}, Source::fullImage, 1},
         {"a.png", makePng(image), 450, {450, 300}, Source::fullImage, 900},
         {notUtf8 + ".TIFF", makeTiff(image), 450, {450, 300}, Source::fullImage, 900},
         {"saved-as.jpg", makePng(image), 450, {450, 300}, Source::fullImage, 900},  // the content decides
@@ -146,6 +147,7 @@ TEST(PreviewDecoder, BadFilesGiveTheUnreadableMessage)
         {"empty.cr3", {}, false}, {"empty.dng", {}, false}, {"text.png", "not an image", false},
         {"noise.jpg", QByteArray(5000, '\xA7'), false}, {"noise-rotated.jpg", noiseRotated, false},
         {"cut.jpg", jpeg.left(jpeg.size() / 2), true},  // what could be decoded, as viewers show it
+        {"cut-cmyk.jpg", makeCmykJpeg(patternImage(640, 480)).chopped(3000), true},
     };
     Sandbox sandbox;
     for (const auto& row : rows) {

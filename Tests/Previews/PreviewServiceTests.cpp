@@ -381,6 +381,8 @@ TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)
     byCost.insert(QStringLiteral("huge"), resultOf(100, 100));
     EXPECT_FALSE(byCost.find(QStringLiteral("huge")).has_value());
     EXPECT_EQ(byCost.totalCost(), 600);
+    byCost.insert(QStringLiteral("whole"), resultOf(25, 10));   // exactly the limit: kept alone
+    EXPECT_EQ(byCost.totalCost(), 1000);
 }
 
 } // namespace vantelor::test

@@ -215,8 +215,11 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
     h.scans.deliver(h.scans.requests.last(), {QStringLiteral("1.jpg"), QStringLiteral("2.jpg")}, true);
     ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
     h.model->select(QStringLiteral("/shoot/a/2.jpg"));
+    h.previews.answer(h.previews.loads().last());
+    ASSERT_TRUE(eventually([&] { return h.model->displayedID() == QStringLiteral("/shoot/a/2.jpg"); }));
 
     h.model->open(QStringLiteral("/shoot/b"));
+    EXPECT_FALSE(h.model->displayedID().has_value()) << "nothing of the folder left stays on show";
     h.scans.deliver(h.scans.requests.last(), {QStringLiteral("3.jpg")}, false);
     settle();
     h.model->setSearch(QStringLiteral("3"));

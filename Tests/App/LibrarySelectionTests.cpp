@@ -203,6 +203,19 @@ TEST(LibraryPreview, PrefetchLooksFurtherInTheDirectionOfTravel)
     }
 }
 
+TEST(LibraryPreview, PrefetchStartsAgainWhenTheUserComesBackToAFolder)
+{
+    Strip s;
+    s.show(4);
+    s.show(5);
+    s.h.model->open(QStringLiteral("/elsewhere"));
+    EXPECT_TRUE(s.h.previews.livePrefetches().isEmpty());
+    s.h.model->open(QStringLiteral("/strip"));
+    s.show(4);
+    s.show(5);
+    EXPECT_TRUE(s.h.previews.livePrefetches().contains(QStringLiteral("06.jpg")));
+}
+
 TEST(LibraryPreview, ZoomFetchesTheLargePreviewOnceAndFailuresShowTheirMessage)
 {
     Strip s;

@@ -15,7 +15,6 @@ RecoveryBanner::RecoveryBanner(LibraryModel& library, QWidget* parent)
     , m_library(library)
 {
     setObjectName(QStringLiteral("recoveryBanner"));
-    setStyleSheet(QStringLiteral("#recoveryBanner { background: #3a3020; border-bottom: 1px solid #0e0f11; }"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(16, 8, 16, 8);
     layout->setSpacing(14);
@@ -25,7 +24,6 @@ RecoveryBanner::RecoveryBanner(LibraryModel& library, QWidget* parent)
     QFont bold = m_title->font();
     bold.setBold(true);
     m_title->setFont(bold);
-    m_title->setStyleSheet(QStringLiteral("color: %1;").arg(Appearance::warning().name()));
     m_text = new QLabel(this);
     m_text->setWordWrap(true);
     m_text->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -61,6 +59,10 @@ void RecoveryBanner::refresh()
         m_title->setText(QStringLiteral("Transferencias interrumpidas revisadas"));
         m_text->setText(outcome);
     }
+    // Amber while something waits to be put right; the calm panel colour once it was.
+    setStyleSheet(QStringLiteral("#recoveryBanner { background: %1; border-bottom: 1px solid #0e0f11; }")
+                      .arg(pending ? QStringLiteral("#3a3020") : Appearance::panel().name()));
+    m_title->setStyleSheet(QStringLiteral("color: %1;").arg((pending ? Appearance::warning() : Appearance::accent()).name()));
     m_repair->setText(m_library.isRecovering() ? QStringLiteral("Reparando…") : QStringLiteral("Reparar"));
     m_repair->setVisible(pending);
     m_repair->setEnabled(!m_library.transferBusy());

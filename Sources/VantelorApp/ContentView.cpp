@@ -29,6 +29,7 @@
 #include "PhotoGridView.h"
 #include "PhotoListModel.h"
 #include "PreviewCanvas.h"
+#include "RecoveryBanner.h"
 #include "ShortcutSettingsWindow.h"
 #include "Support/Paths.h"
 #include "TransferSheet.h"
@@ -152,6 +153,8 @@ ContentView::ContentView(LibraryModel& library, bool previewOnly, QWidget* paren
     divider->setFixedHeight(1);
     divider->setStyleSheet(QStringLiteral("background: #0e0f11;"));
     layout->addWidget(divider);
+    m_recoveryBanner = new RecoveryBanner(library, this);
+    layout->addWidget(m_recoveryBanner);
 
     m_columns = new QSplitter(Qt::Horizontal, this);
     m_columns->setChildrenCollapsible(false);

@@ -22,6 +22,7 @@ class LibraryModel;
 class PhotoGridView;
 class PhotoListModel;
 class PreviewCanvas;
+class RecoveryBanner;
 
 // The one screen of the application. In the main window: header and its handle, folder tabs,
 // the filter bar, the left column (filmstrip and folder navigator), the photo area (welcome,
@@ -48,6 +49,7 @@ public:
     QTabBar* tabBar() const { return m_tabBar; }
     QMessageBox* conflictAlert() const { return m_conflictAlert; }
     TransferSheet* transferSheet() const { return m_transferSheet; }
+    RecoveryBanner* recoveryBanner() const { return m_recoveryBanner; }
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -72,6 +74,7 @@ private:
     HeaderBar* m_header = nullptr;
     QTabBar* m_tabBar = nullptr;
     FilterBar* m_filterBar = nullptr;
+    RecoveryBanner* m_recoveryBanner = nullptr;
     QSplitter* m_columns = nullptr;
     QWidget* m_leftColumn = nullptr;
     PhotoGridView* m_filmstrip = nullptr;

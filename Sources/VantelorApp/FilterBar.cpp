@@ -6,6 +6,7 @@
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
@@ -17,6 +18,7 @@
 #include <QVBoxLayout>
 
 #include "Appearance.h"
+#include "KeyboardInput.h"
 #include "Model/LibraryModel.h"
 #include "Model/PhotoOrder.h"
 
@@ -123,6 +125,9 @@ FilterBar::FilterBar(LibraryModel& library, QWidget* parent)
     m_search->setMinimumWidth(150);
     m_search->setMaximumWidth(240);
     connect(m_search, &QLineEdit::textEdited, this, [this](const QString& text) { m_library.setSearch(text); });
+    // Enter or Esc ends the search: the arrows step photos again.
+    connect(m_search, &QLineEdit::returnPressed, this, &FilterBar::returnKeys);
+    m_search->installEventFilter(this);
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString& text) {
         // The clear button changes the text without an edit.
         if (text.isEmpty() && !m_library.search().isEmpty())
@@ -136,7 +141,7 @@ FilterBar::FilterBar(LibraryModel& library, QWidget* parent)
     layout->addWidget(separator(this));
 
     const QString autoSaveText = QStringLiteral("Guardar automáticamente estrellas y colores en XMP junto a NEF");
-    m_autoSave = new QCheckBox(QStringLiteral("Autoguardar XMP"), this);
+    m_autoSave = new QCheckBox(autoSaveText, this);
     m_autoSave->setToolTip(autoSaveText);
     m_autoSave->setAccessibleName(autoSaveText);
     m_autoSave->setFocusPolicy(Qt::NoFocus);
@@ -153,9 +158,14 @@ FilterBar::FilterBar(LibraryModel& library, QWidget* parent)
     connect(m_sheet, &QToolButton::clicked, this, [this](bool on) { m_library.setShowSheet(on); });
     layout->addWidget(m_sheet);
 
-    auto* settings = barButton(QStringLiteral("Atajos…"), QStringLiteral("Ajustes de teclado y ratón"), this);
+    auto* settings = barButton(QStringLiteral("Ajustes de teclado y ratón"), QStringLiteral("Ajustes de teclado y ratón"), this);
     connect(settings, &QToolButton::clicked, this, &FilterBar::settingsRequested);
     layout->addWidget(settings);
+
+    m_sheet->setText(m_sheet->toolTip());
+    m_titles = {{m_autoSave, autoSaveText, QStringLiteral("Autoguardar XMP")},
+                {m_sheet, m_sheet->text(), QStringLiteral("Hoja de contactos · G")},
+                {settings, settings->text(), QStringLiteral("Atajos…")}};
 
     connect(&library, &LibraryModel::filterChanged, this, &FilterBar::refreshFilters);
     connect(&library, &LibraryModel::metadataChanged, this, &FilterBar::refreshMetadata);
@@ -163,6 +173,7 @@ FilterBar::FilterBar(LibraryModel& library, QWidget* parent)
     refreshFilters();
     refreshMetadata();
     refreshDisplay();
+    fitTitles();
 }
 
 void FilterBar::refreshFilters()
@@ -184,6 +195,58 @@ void FilterBar::refreshFilters()
             m_timeTo->setDateTime(m_library.timeTo());
         m_invalid->setVisible(intervalInvalid());
     }
+}
+
+QList<bool> FilterBar::fullTitles() const
+{
+    QList<bool> full;
+    for (const Title& title : m_titles)
+        full.append(title.button->text() == title.full);
+    return full;
+}
+
+void FilterBar::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    fitTitles();
+}
+
+void FilterBar::fitTitles()
+{
+    // What each full title adds to the bar over its short one, and the bar's least width with
+    // every title short: shortened one by one until the rest fit, the search field keeping room.
+    QList<int> extra;
+    int shown = 0;
+    for (const Title& title : std::as_const(m_titles)) {
+        const QFontMetrics metrics(title.button->font());
+        extra.append(metrics.horizontalAdvance(title.full) - metrics.horizontalAdvance(title.brief));
+        if (title.button->text() == title.full)
+            shown += extra.last();
+    }
+    const int shortest = layout()->minimumSize().width() - shown;
+    const int searchRoom = 80;
+    int needed = shortest + searchRoom;
+    for (int e : std::as_const(extra))
+        needed += e;
+    for (qsizetype n = 0; n < m_titles.size(); ++n) {
+        const bool full = needed <= width();
+        needed -= full ? 0 : extra[n];
+        m_titles[n].button->setText(full ? m_titles[n].full : m_titles[n].brief);
+    }
+    setMinimumWidth(shortest);
+}
+
+void FilterBar::returnKeys()
+{
+    if (KeyboardInput* input = KeyboardInput::of(this))
+        input->prepareNavigation();
+}
+
+bool FilterBar::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_search && event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape)
+        returnKeys();
+    return QWidget::eventFilter(watched, event);
 }
 
 bool FilterBar::intervalInvalid() const

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 
+class QAbstractButton;
 class QCheckBox;
 class QComboBox;
 class QDateTimeEdit;
@@ -18,7 +19,10 @@ class LibraryModel;
 // The bar above the photos: order and its reversal, the capture-time interval (in a popover),
 // minimum rating, colour, name search, select-all, the autosave switch, the XMP status (in a
 // popover), the sheet toggle and the shortcut settings. Each control sets the controller's
-// property; the bar re-reads them when the controller says they changed.
+// property; the bar re-reads them when the controller says they changed. The autosave switch,
+// the sheet toggle and the settings button show their full titles when the bar is wide enough
+// and shorter ones when it is not (the autosave switch first); tooltips and accessible names
+// always carry the full titles.
 class FilterBar : public QWidget {
     Q_OBJECT
 
@@ -33,8 +37,16 @@ public:
     // Whether the interval shows "Intervalo no válido".
     bool intervalInvalid() const;
 
+    QLineEdit* searchField() const { return m_search; }
+    // Whether each shortenable control shows its full title, in the order they are shortened.
+    QList<bool> fullTitles() const;
+
 signals:
     void settingsRequested();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void refreshFilters();
@@ -42,6 +54,14 @@ private:
     void refreshDisplay();
     QFrame* makePopover();
     void place(QFrame* popover, QWidget* anchor);
+    void fitTitles();
+    void returnKeys();
+
+    struct Title {
+        QAbstractButton* button;
+        QString full;
+        QString brief;
+    };
 
     LibraryModel& m_library;
     QComboBox* m_order = nullptr;
@@ -53,6 +73,7 @@ private:
     QCheckBox* m_autoSave = nullptr;
     QToolButton* m_metadataButton = nullptr;
     QToolButton* m_sheet = nullptr;
+    QList<Title> m_titles;
 
     QFrame* m_capturePopover = nullptr;
     QCheckBox* m_timeSwitch = nullptr;

@@ -5,6 +5,7 @@
 #include <QPainter>
 
 #include "Appearance.h"
+#include "KeyboardInput.h"
 
 namespace vantelor {
 
@@ -12,7 +13,9 @@ HeaderResizeHandle::HeaderResizeHandle(QWidget* parent) : QWidget(parent)
 {
     setFixedHeight(7);
     setCursor(Qt::SizeVerCursor);
-    setFocusPolicy(Qt::NoFocus);
+    // Reached with Tab, never by a click: a drag must not take the arrows from the photos.
+    setFocusPolicy(Qt::TabFocus);
+    KeyboardInput::keepNavigationKeys(this);
     setAccessibleName(QStringLiteral("Altura de cabecera"));
     setAccessibleDescription(QStringLiteral("Arrastra para ajustar la cabecera. Doble clic para restablecer."));
     setToolTip(accessibleDescription());
@@ -26,7 +29,14 @@ void HeaderResizeHandle::paintEvent(QPaintEvent*)
     // A grip in the middle, brighter under the pointer.
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(m_hovered ? Appearance::secondaryText() : QColor(0x4a, 0x4e, 0x55));
+    painter.setBrush(m_hovered || hasFocus() ? Appearance::secondaryText() : QColor(0x4a, 0x4e, 0x55));
+    if (hasFocus()) {
+        painter.setPen(QPen(Appearance::accent(), 1.5));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(width() / 2.0 - 24, 0.75, 48, height() - 1.5), 3, 3);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Appearance::secondaryText());
+    }
     painter.drawRoundedRect(QRectF(width() / 2.0 - 18, height() / 2.0 - 1.5, 36, 3), 1.5, 1.5);
 }
 
@@ -69,7 +79,10 @@ void HeaderResizeHandle::keyPressEvent(QKeyEvent* event)
         emit stepped(-1);
     else if (event->key() == Qt::Key_Down)
         emit stepped(1);
-    else
+    else if (event->key() == Qt::Key_Escape || event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        if (KeyboardInput* input = KeyboardInput::of(this))
+            input->prepareNavigation();
+    } else
         QWidget::keyPressEvent(event);
 }
 

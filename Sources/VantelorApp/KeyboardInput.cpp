@@ -33,6 +33,8 @@ bool blockedByModal(const QWidget* window)
     return false;
 }
 
+const char* const navigationKeysProperty = "vantelorKeepsNavigationKeys";
+
 } // namespace
 
 KeyboardInput::KeyboardInput(QWidget* view, Action action)
@@ -41,6 +43,8 @@ KeyboardInput::KeyboardInput(QWidget* view, Action action)
     , m_focusView(new FocusInputView(view))
     , m_action(std::move(action))
 {
+    // Two would each act on every press of the window.
+    Q_ASSERT(of(view) == this);
     qApp->installEventFilter(this);
     m_focusView->prepareNavigation();
 }
@@ -69,6 +73,48 @@ void KeyboardInput::prepareNavigation()
 FocusInputView* KeyboardInput::focusView() const
 {
     return m_focusView.data();
+}
+
+KeyboardInput* KeyboardInput::of(const QWidget* widget)
+{
+    if (!widget)
+        return nullptr;
+    const QWidget* window = widget->window();
+    KeyboardInput* found = nullptr;
+    for (KeyboardInput* input : window->findChildren<KeyboardInput*>()) {
+        if (input->m_view && input->m_view->window() == window) {
+            Q_ASSERT(!found);
+            found = input;
+        }
+    }
+    return found;
+}
+
+void KeyboardInput::keepNavigationKeys(QWidget* widget)
+{
+    widget->setProperty(navigationKeysProperty, true);
+}
+
+bool KeyboardInput::keepsNavigationKey(const QWidget* widget, int key)
+{
+    if (!widget || !widget->property(navigationKeysProperty).toBool())
+        return false;
+    switch (key) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Left:
+    case Qt::Key_Right:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Escape:
+        return true;
+    default:
+        return false;
+    }
 }
 
 std::optional<InputTrigger> KeyboardInput::trigger(const QEvent* event)
@@ -107,7 +153,7 @@ bool KeyboardInput::isTextEditing(const QWidget* widget)
     return false;
 }
 
-bool KeyboardInput::passesOn(QObject* watched) const
+bool KeyboardInput::passesOn(QObject* watched, const QEvent* event) const
 {
     if (!m_view)
         return true;
@@ -115,6 +161,9 @@ bool KeyboardInput::passesOn(QObject* watched) const
     if (window != QApplication::activeWindow() || watched != window->windowHandle())
         return true;
     if (blockedByModal(window))
+        return true;
+    if (event->type() == QEvent::KeyPress
+        && keepsNavigationKey(QApplication::focusWidget(), static_cast<const QKeyEvent*>(event)->key()))
         return true;
     return !m_capturing && isTextEditing(QApplication::focusWidget());
 }
@@ -125,10 +174,14 @@ void KeyboardInput::noteClick(QWidget* target, const QMouseEvent* event)
         return;
     // A click into a text field starts typing there: a return of the focus still pending from an
     // earlier click must not take it away. A click anywhere else ends typing in the field that
-    // has the focus: the browser takes the keys back once the click has settled.
+    // has the focus, or walking the tree that has it: the browser takes the keys back once the
+    // click has settled.
+    QWidget* focus = QApplication::focusWidget();
     if (isTextEditing(target))
         m_focusView->cancelNavigation();
-    else if (isTextEditing(QApplication::focusWidget()))
+    else if (isTextEditing(focus))
+        m_focusView->prepareNavigation();
+    else if (focus && keepsNavigationKey(focus, Qt::Key_Up) && focus != target && !focus->isAncestorOf(target))
         m_focusView->prepareNavigation();
 }
 
@@ -156,7 +209,7 @@ bool KeyboardInput::eventFilter(QObject* watched, QEvent* event)
     if (!watched->isWindowType())
         return false;
     Q_ASSERT(QThread::currentThread() == thread());
-    if (passesOn(watched))
+    if (passesOn(watched, event))
         return false;
     const std::optional<InputTrigger> pressed = trigger(event);
     if (!pressed || !m_action)

@@ -20,7 +20,9 @@ class FocusInputView;
 // `view`, turned into triggers and offered to `action`; the event is swallowed only when `action`
 // returns true. Events pass on untouched when the window is not the active one, while a modal
 // dialog or a sheet is open, and while a text field has the focus (unless capturing), so typing
-// in the search field never rates a photo. Key repeats count as presses.
+// in the search field never rates a photo, and while a widget that keeps its navigation keys
+// (keepNavigationKeys) has the focus, its arrows, Enter and Esc are its own. Key repeats count as
+// presses. One per window: of() finds it from any widget in the window.
 //
 // It watches the whole application (an event filter on qApp) and takes each press once, where
 // the window system delivers it to the window, before any widget sees it. Lives as long as
@@ -45,6 +47,13 @@ public:
     void prepareNavigation();
     FocusInputView* focusView() const;
 
+    // The one of the window that holds `widget`, or null.
+    static KeyboardInput* of(const QWidget* widget);
+    // Lets `widget` have the arrow keys, Enter and Esc while it has the focus: a tree walked with
+    // the keyboard, a handle adjusted with the arrows. A click elsewhere gives them back.
+    static void keepNavigationKeys(QWidget* widget);
+    static bool keepsNavigationKey(const QWidget* widget, int key);
+
     // The trigger of a key press or of a mouse button press; nothing for other events, for the
     // left and right buttons, for modifier keys alone and for synthetic key events without a
     // scan code.
@@ -56,7 +65,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    bool passesOn(QObject* watched) const;
+    bool passesOn(QObject* watched, const QEvent* event) const;
     void noteClick(QWidget* target, const QMouseEvent* event);
 
     QPointer<QWidget> m_view;

@@ -7,6 +7,7 @@
 #include "KeyboardInput.h"
 #include "Model/LibraryModel.h"
 #include "Model/ShortcutStore.h"
+#include "ShortcutSettingsWindow.h"
 #include "Support/Paths.h"
 
 namespace vantelor {
@@ -27,7 +28,14 @@ MainWindow::MainWindow(LibraryModel& library, std::function<void()> requestQuit,
     file->addAction(QStringLiteral("Actualizar carpeta"), this, [this] { m_library.reload(); });
     file->addAction(QStringLiteral("Guardar XMP"), this, [this] { m_library.savePending(); });
     file->addSeparator();
+    m_autoSaveAction = file->addAction(QStringLiteral("Guardar automáticamente estrellas y colores en XMP junto a NEF"));
+    m_autoSaveAction->setCheckable(true);
+    connect(m_autoSaveAction, &QAction::triggered, this, [this](bool on) { m_library.setAutoSave(on); });
+    file->addSeparator();
     file->addAction(QStringLiteral("Salir"), this, [this] { m_requestQuit(); });
+
+    // Where desktop users look for settings: the keyboard and mouse shortcuts.
+    menuBar()->addMenu(QStringLiteral("Editar"))->addAction(ShortcutSettingsWindow::preferencesAction(library.shortcuts(), this));
 
     auto* photos = menuBar()->addMenu(QStringLiteral("Fotografías"));
     m_sheetAction = photos->addAction(QString(), this, [this] { m_library.setShowSheet(!m_library.showSheet()); });
@@ -42,6 +50,8 @@ MainWindow::MainWindow(LibraryModel& library, std::function<void()> requestQuit,
 
     connect(&library, &LibraryModel::displayChanged, this, &MainWindow::refreshTitle);
     connect(&library, &LibraryModel::folderChanged, this, &MainWindow::refreshTitle);
+    connect(&library, &LibraryModel::metadataChanged, this, [this] { m_autoSaveAction->setChecked(m_library.autoSave()); });
+    m_autoSaveAction->setChecked(library.autoSave());
     refreshTitle();
 }
 

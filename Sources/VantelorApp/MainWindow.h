@@ -37,6 +37,7 @@ private:
     std::function<void()> m_requestQuit;
     ContentView* m_content = nullptr;
     QAction* m_sheetAction = nullptr;
+    QAction* m_autoSaveAction = nullptr;
     bool m_closeApproved = false;
 };
 

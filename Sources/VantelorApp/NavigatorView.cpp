@@ -2,6 +2,7 @@
 
 #include <QAbstractItemDelegate>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -10,6 +11,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include "KeyboardInput.h"
 #include "Model/LibraryModel.h"
 #include "Model/NavigatorModel.h"
 #include "NavigatorDelegate.h"
@@ -75,6 +77,10 @@ NavigatorView::NavigatorView(LibraryModel& library, QWidget* parent)
     m_tree->setFrameShape(QFrame::NoFrame);
     m_tree->setTextElideMode(Qt::ElideMiddle);
     m_tree->viewport()->installEventFilter(this);
+    // Walking the tree takes the arrows and Enter; Esc, a folder opened or a click elsewhere gives
+    // them back to the photos.
+    KeyboardInput::keepNavigationKeys(m_tree);
+    m_tree->installEventFilter(this);
 
     m_newFolderButton = new QToolButton(this);
     m_newFolderButton->setText(QStringLiteral("Nueva carpeta"));
@@ -92,8 +98,10 @@ NavigatorView::NavigatorView(LibraryModel& library, QWidget* parent)
     // Enter, and a double click under Fusion, activate a row.
     connect(m_tree, &QTreeView::activated, this, [this](const QModelIndex& index) {
         const QString folder = folderOf(index);
-        if (!folder.isEmpty())
+        if (!folder.isEmpty()) {
             openInCurrentTab(folder);
+            returnKeys();
+        }
     });
     connect(m_tree, &QTreeView::customContextMenuRequested, this, &NavigatorView::showMenu);
     connect(m_newFolderButton, &QToolButton::clicked, this, [this] { newFolder(m_tree->currentIndex()); });
@@ -167,8 +175,19 @@ void NavigatorView::newFolder(const QModelIndex& parent)
     m_tree->edit(row);
 }
 
+void NavigatorView::returnKeys()
+{
+    if (KeyboardInput* input = KeyboardInput::of(this))
+        input->prepareNavigation();
+}
+
 bool NavigatorView::eventFilter(QObject* watched, QEvent* event)
 {
+    // A folder name being typed has the focus itself: its Esc never comes here.
+    if (watched == m_tree && event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+        returnKeys();
+        return true;
+    }
     if (watched == m_tree->viewport() && event->type() == QEvent::MouseButtonRelease) {
         const auto* mouse = static_cast<QMouseEvent*>(event);
         if (mouse->button() == Qt::MiddleButton) {

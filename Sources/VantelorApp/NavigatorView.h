@@ -37,6 +37,8 @@ protected:
 private:
     void showMenu(const QPoint& position);
     void expandSections();
+    // Gives the arrows back to the photos.
+    void returnKeys();
 
     LibraryModel& m_library;
     NavigatorModel& m_model;

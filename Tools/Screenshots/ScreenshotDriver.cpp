@@ -14,6 +14,8 @@
 
 #include "ContentView.h"
 #include "FilterBar.h"
+#include "Files/FileWorkflow.h"
+#include "Files/TransferExecution.h"
 #include "MainWindow.h"
 #include "Model/FolderChooser.h"
 #include "Model/LibraryModel.h"
@@ -104,6 +106,24 @@ int indexOf(const LibraryModel& library, const QString& suffix)
     return -1;
 }
 
+// What a copy of `photos` into `destination` leaves when it is killed after staging them: the
+// staging folder with its journal and the copies, nothing placed yet.
+bool leaveInterruptedCopy(const QStringList& photos, const QString& destination)
+{
+    FileWorkflow files;
+    const Result<TransferPlan> plan = files.plan(photos, destination, TransferKind::copy).result();
+    if (!plan)
+        return false;
+    TransferFileSystem disk;
+    const QString staging = Paths::join(destination, TransferExecution::stagingPrefix() + plan->idText());
+    if (!disk.createFolder(staging) || !disk.writeNewFile(Paths::join(staging, TransferExecution::journalName()), plan->journal()))
+        return false;
+    for (qsizetype n = 0; n < plan->items.size(); ++n)
+        if (!disk.copyFile(plan->items[n].source, Paths::join(staging, QStringLiteral("item-%1").arg(n))))
+            return false;
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -185,7 +205,9 @@ int main(int argc, char** argv)
         library.chooseTransfer(TransferKind::copy);
         if (waitFor("the transfer sheet", [&] { return content.transferSheet() != nullptr; })) {
             shootWithDialog(window, *content.transferSheet(), QStringLiteral("07-transfer-sheet"));
-            content.transferSheet()->reject();
+            // Carried out, so that the destination holds photos for the recovery banner below.
+            content.transferSheet()->accept();
+            waitFor("the copy", [&] { return !library.transferBusy() && !library.isPreparing(); });
         }
     }
 
@@ -210,6 +232,25 @@ int main(int argc, char** argv)
         waitFor("the large preview", [&] { return !library.previewLoading(); });
         QTest::qWait(300);
         shoot(*culling.previewWindow(), QStringLiteral("09-large-preview"));
+    }
+
+    // Another copy into the same destination, stopped half-way: opening it shows the banner.
+    if (library.visiblePhotos().size() >= 5 && culling.previewWindow())
+        culling.previewWindow()->close();
+    if (library.visiblePhotos().size() >= 5
+        && leaveInterruptedCopy({library.visiblePhotos()[3].url, library.visiblePhotos()[4].url}, destination.path())) {
+        library.open(destination.path());
+        if (waitFor("the recovery banner", [&] { return !library.recoveryFinding().isEmpty() && !library.isPreparing() && !library.previewLoading(); })) {
+            QTest::qWait(300);
+            shoot(window, QStringLiteral("10-recovery-banner"));
+            library.recoverTransfers();
+            waitFor("the recovery", [&] { return !library.recoveryOutcome().isEmpty() && !library.isPreparing() && !library.previewLoading(); });
+            QTest::qWait(300);
+            shoot(window, QStringLiteral("11-recovery-done"));
+        }
+    } else {
+        std::fprintf(stderr, "could not leave an interrupted copy\n");
+        ++g_failures;
     }
 
     return g_failures == 0 ? 0 : 1;

@@ -135,6 +135,8 @@ TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
         {"EXIF past the 64 segments walked", soi + jpegSegment(0xE2, "x").repeated(64) + exif + image, false},
         {"xmp only", soi + xmp + image, false},
         {"after the scan", soi + image.chopped(2) + exif, false},
+        // Two bytes after the end that would read as a segment length leading to the EXIF.
+        {"after the end of the image", soi + QByteArray("\xFF\xD9\x00\x02", 4) + exif + image, false},
     };
     Sandbox box;
     for (const auto& row : rows)

@@ -65,6 +65,7 @@ TEST(CaptureTimeReader, TimeTextMustBeExact)
         {"2024-03-01 10:15:30", false},  {"2024:03:01T10:15:30", false}, {"    :  :     :  :  ", false},
         {"0000:00:00 00:00:00", false},  {"2024:03:01 10:15", false},    {"", false},
         {"2024:03:01 10:15:3x", false},  {"20240301 101530", false},     {"2024:03:01 10:60:00", false},
+        {"202a:03:01 10:15:30", false},  // read as digits, a letter would still make a valid year
     };
     for (const auto& row : rows)
         EXPECT_EQ(CaptureTimeReader::parseExifTime(QByteArray(row.text)).has_value(), row.valid) << row.text;

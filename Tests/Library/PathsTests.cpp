@@ -58,6 +58,8 @@ TEST(Paths, TextFormsOfNamesThatAreNotUtf8)
     EXPECT_EQ(Paths::jsonText(QStringLiteral("/f/a%E9 b.nef")), QStringLiteral("/f/a%25E9 b.nef"));
     EXPECT_EQ(Paths::jsonText(Paths::decode("/f/100%\xe9")), QStringLiteral("/f/100%25%E9"));
     EXPECT_EQ(Paths::displayText(path), QStringLiteral("/f/a\uFFFD b.nef"));
+    // Beside a stray byte, a valid character is still the character.
+    EXPECT_EQ(Paths::displayText(Paths::decode("/f/\xc3\xa9\xff")), QStringLiteral("/f/é\uFFFD"));
     EXPECT_EQ(Paths::fileUrl(path), QStringLiteral("file:///f/a%E9%20b.nef"));
     EXPECT_EQ(Paths::fromFileUrl(Paths::fileUrl(path)), path);
     EXPECT_EQ(Paths::fileUrl(QStringLiteral("/f/é.nef")), QStringLiteral("file:///f/%C3%A9.nef"));

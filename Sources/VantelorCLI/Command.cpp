@@ -15,30 +15,37 @@ namespace vantelor::cli {
 
 namespace Registry {
 
-static std::map<QString, Factory>& table()
+static std::map<QString, Command>& table()
 {
-    static std::map<QString, Factory> commands;
+    static std::map<QString, Command> commands;
     return commands;
 }
 
-bool add(const QString& name, Factory factory)
+bool add(Command command)
 {
-    table().emplace(name, std::move(factory));
+    const QString name = command.name;
+    table().emplace(name, std::move(command));
     return true;
 }
 
-std::unique_ptr<Command> create(const QString& name)
+std::optional<Command> find(const QString& name)
 {
     const auto it = table().find(name);
-    return it == table().end() ? nullptr : it->second();
+    return it == table().end() ? std::nullopt : std::optional(it->second);
 }
 
-std::vector<std::unique_ptr<Command>> all()
+std::vector<Command> all()
 {
-    std::vector<std::unique_ptr<Command>> commands;
-    for (const auto& [name, factory] : table())
-        commands.push_back(factory());
+    std::vector<Command> commands;
+    for (const auto& [name, command] : table())
+        commands.push_back(command);
     return commands;
+}
+
+bool addParsed(const QString& name, const QString& summary, const Syntax& syntax,
+               const std::function<int(const QCommandLineParser&)>& body)
+{
+    return add({name, summary, [syntax, body](const QStringList& arguments) { return runParsed(arguments, syntax, body); }});
 }
 
 } // namespace Registry
@@ -65,13 +72,6 @@ int fail(const QString& message)
 {
     err(message);
     return failed;
-}
-
-QString about(const QString& path, const QString& message)
-{
-    if (message.startsWith(path + QStringLiteral(": ")) || message.startsWith(Paths::displayText(Paths::clean(path)) + QStringLiteral(": ")))
-        return message;
-    return path + QStringLiteral(": ") + message;
 }
 
 void damagedPreview(const QString& path)
@@ -107,9 +107,11 @@ Result<ScanSnapshot> scanToEnd(const QString& folder)
     }
 }
 
-int Command::run(const QStringList& arguments)
+QStringList subcommandArguments(const QStringList& arguments)
 {
-    return runParsed(arguments, syntax(), [this](const QCommandLineParser& parser) { return execute(parser); });
+    QStringList out{arguments.value(0), arguments.value(1) + QLatin1Char(' ') + arguments.value(2)};
+    out += arguments.mid(3);
+    return out;
 }
 
 int runParsed(const QStringList& arguments, const Syntax& syntax, const std::function<int(const QCommandLineParser&)>& body)

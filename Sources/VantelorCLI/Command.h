@@ -1,7 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <memory>
+#include <optional>
 #include <vector>
 
 #include <QCommandLineParser>
@@ -25,30 +25,24 @@ struct Syntax {
     QList<QCommandLineOption> options = {};
 };
 
-// One verb of vantelor-cli ("scan", "dates", …). A command file defines a subclass and registers
-// it with VANTELOR_CLI_COMMAND; main() finds it by name.
-class Command {
-public:
-    virtual ~Command() = default;
-    virtual QString name() const = 0;
+// One verb of vantelor-cli ("scan", "dates", …). A command file registers it with
+// Registry::add or Registry::addParsed; main() finds it by name.
+struct Command {
+    QString name;
     // One line for the list of commands.
-    virtual QString summary() const = 0;
+    QString summary;
     // `arguments` starts with the program and the command name, as QCommandLineParser expects.
-    // By default they are parsed against syntax() and execute() runs; commands with
-    // sub-commands choose the syntax themselves.
-    virtual int run(const QStringList& arguments);
-
-protected:
-    virtual Syntax syntax() const { return {}; }
-    virtual int execute(const QCommandLineParser& /*parser*/) { return failed; }
+    std::function<int(const QStringList& arguments)> run;
 };
 
 namespace Registry {
-using Factory = std::function<std::unique_ptr<Command>()>;
-bool add(const QString& name, Factory factory);
-std::unique_ptr<Command> create(const QString& name);
+bool add(Command command);
+std::optional<Command> find(const QString& name);
 // Every registered command, sorted by name.
-std::vector<std::unique_ptr<Command>> all();
+std::vector<Command> all();
+// A command whose arguments are parsed against one syntax before its body runs (see runParsed).
+bool addParsed(const QString& name, const QString& summary, const Syntax& syntax,
+               const std::function<int(const QCommandLineParser&)>& body);
 } // namespace Registry
 
 // Shared plumbing of the commands.
@@ -60,9 +54,6 @@ void err(const QString& line);
 int fail(const QString& message);
 // One JSON document on standard output, indented.
 void json(const QJsonValue& value);
-// "PATH: message" for a failure about a file, without the path twice when the message (the
-// system's, "PATH: Permission denied") already starts with it.
-QString about(const QString& path, const QString& message);
 // The warning for a preview that could be decoded only in part: shown, but not as a good frame.
 void damagedPreview(const QString& path);
 // ISO 8601 in UTC with a Z ("2024-03-01T10:15:30Z").
@@ -76,9 +67,8 @@ Result<ScanSnapshot> scanToEnd(const QString& folder);
 // end the command before the body (success and usage).
 int runParsed(const QStringList& arguments, const Syntax& syntax, const std::function<int(const QCommandLineParser&)>& body);
 
-} // namespace vantelor::cli
+// The arguments of "NAME SUB …" as runParsed wants them, with the subcommand joined to the
+// command's name so that help and usage lines read "xmp read".
+QStringList subcommandArguments(const QStringList& arguments);
 
-#define VANTELOR_CLI_COMMAND(Type)                                                                         \
-    namespace {                                                                                            \
-    const bool registered##Type = ::vantelor::cli::Registry::add(Type().name(), [] { return std::make_unique<Type>(); }); \
-    }
+} // namespace vantelor::cli

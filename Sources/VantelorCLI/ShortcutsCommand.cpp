@@ -18,96 +18,83 @@ void printProfile(const ShortcutProfile& profile)
     Io::out(text);
 }
 
-} // namespace
+QString helpText()
+{
+    return QStringLiteral(
+        "Uso: vantelor-cli shortcuts check [--json] ARCHIVO\n"
+        "     vantelor-cli shortcuts defaults [--json]\n\n"
+        "check     Comprueba un perfil de atajos como lo haría Importar y muestra los atajos que se\n"
+        "          conservarían; con --json, el perfil resultante.\n"
+        "defaults  Muestra los atajos de serie; con --json, en la forma de un archivo de perfil.\n\n"
+        "En los atajos, ⌘ es la tecla Ctrl, ⌥ es Alt y ⌃ es la tecla Super.");
+}
 
-class ShortcutsCommand final : public Command {
-public:
-    QString name() const override { return QStringLiteral("shortcuts"); }
-    QString summary() const override
-    {
-        return QStringLiteral("Comprueba un perfil de atajos (check ARCHIVO) o muestra el de serie (defaults).");
-    }
-
-    int run(const QStringList& arguments) override
-    {
-        const QString sub = arguments.value(2);
-        // The subcommand joins the command name, so help and usage lines read "shortcuts check".
-        QStringList shifted = arguments.mid(3);
-        shifted.prepend(QStringLiteral("%1 %2").arg(name(), sub));
-        shifted.prepend(arguments.value(0));
-
-        if (sub == QLatin1String("check"))
-            return check(shifted);
-        if (sub == QLatin1String("defaults"))
-            return defaults(shifted);
-        if (sub == QLatin1String("--help") || sub == QLatin1String("-help")) {
-            Io::out(helpText());
-            return success;
-        }
-        Io::err(sub.isEmpty() ? QStringLiteral("Falta la orden: check o defaults.") : QStringLiteral("Orden desconocida: shortcuts %1").arg(sub));
-        Io::err(helpText());
+int checkProfile(const QCommandLineParser& parser)
+{
+    if (parser.positionalArguments().size() > 1) {
+        Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
         return usage;
     }
+    const Result<ShortcutProfile> profile = ShortcutProfileFile::read(Paths::clean(parser.positionalArguments().first()));
+    if (!profile)
+        return Io::fail(profile.message());
+    if (parser.isSet(QStringLiteral("json")))
+        Io::json(profile->toJsonObject());
+    else
+        printProfile(*profile);
+    return success;
+}
 
-private:
-    static QString helpText()
-    {
-        return QStringLiteral(
-            "Uso: vantelor-cli shortcuts check [--json] ARCHIVO\n"
-            "     vantelor-cli shortcuts defaults [--json]\n\n"
-            "check     Comprueba un perfil de atajos como lo haría Importar y muestra los atajos que se\n"
-            "          conservarían; con --json, el perfil resultante.\n"
-            "defaults  Muestra los atajos de serie; con --json, en la forma de un archivo de perfil.\n\n"
-            "En los atajos, ⌘ es la tecla Ctrl, ⌥ es Alt y ⌃ es la tecla Super.");
+int check(const QStringList& arguments)
+{
+    const Syntax syntax{
+        QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo "
+                       "descodifica, comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que "
+                       "quedarían, o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
+        QStringLiteral("ARCHIVO"), 1};
+    return runParsed(arguments, syntax, checkProfile);
+}
+
+int showDefaults(const QCommandLineParser& parser)
+{
+    if (!parser.positionalArguments().isEmpty()) {
+        Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts defaults [--json]"));
+        return usage;
     }
+    if (parser.isSet(QStringLiteral("json")))
+        Io::json(ShortcutProfile::defaults().toJsonObject());
+    else
+        printProfile(ShortcutProfile::defaults());
+    return success;
+}
 
-    static int check(const QStringList& arguments)
-    {
-        const Syntax syntax{
-            QStringLiteral("Lee ARCHIVO (un perfil de atajos en JSON) como lo haría Importar en los ajustes de atajos: lo "
-                           "descodifica, comprueba sus reglas y le añade los atajos básicos. Muestra los atajos que "
-                           "quedarían, o el motivo por el que se rechaza. En los atajos, ⌘ es la tecla Ctrl."),
-            QStringLiteral("ARCHIVO"), 1};
-        return runParsed(arguments, syntax, checkProfile);
-    }
+int defaults(const QStringList& arguments)
+{
+    const Syntax syntax{QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
+                                       "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl.")};
+    return runParsed(arguments, syntax, showDefaults);
+}
 
-    static int checkProfile(const QCommandLineParser& parser)
-    {
-        if (parser.positionalArguments().size() > 1) {
-            Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts check ARCHIVO"));
-            return usage;
-        }
-        const Result<ShortcutProfile> profile = ShortcutProfileFile::read(Paths::clean(parser.positionalArguments().first()));
-        if (!profile)
-            return Io::fail(profile.message());
-        if (parser.isSet(QStringLiteral("json")))
-            Io::json(profile->toJsonObject());
-        else
-            printProfile(*profile);
+int run(const QStringList& arguments)
+{
+    const QString sub = arguments.value(2);
+    if (sub == QLatin1String("check"))
+        return check(subcommandArguments(arguments));
+    if (sub == QLatin1String("defaults"))
+        return defaults(subcommandArguments(arguments));
+    if (sub == QLatin1String("--help") || sub == QLatin1String("-help")) {
+        Io::out(helpText());
         return success;
     }
+    Io::err(sub.isEmpty() ? QStringLiteral("Falta la orden: check o defaults.") : QStringLiteral("Orden desconocida: shortcuts %1").arg(sub));
+    Io::err(helpText());
+    return usage;
+}
 
-    static int defaults(const QStringList& arguments)
-    {
-        const Syntax syntax{QStringLiteral("Muestra los atajos de serie. Con --json, en la forma de un archivo de perfil, "
-                                           "listo para editarlo e importarlo. En los atajos, ⌘ es la tecla Ctrl.")};
-        return runParsed(arguments, syntax, showDefaults);
-    }
+const bool registered = Registry::add(
+    {QStringLiteral("shortcuts"),
+     QStringLiteral("Comprueba un perfil de atajos (check ARCHIVO) o muestra el de serie (defaults)."), run});
 
-    static int showDefaults(const QCommandLineParser& parser)
-    {
-        if (!parser.positionalArguments().isEmpty()) {
-            Io::err(QStringLiteral("Sobran argumentos. Uso: vantelor-cli shortcuts defaults [--json]"));
-            return usage;
-        }
-        if (parser.isSet(QStringLiteral("json")))
-            Io::json(ShortcutProfile::defaults().toJsonObject());
-        else
-            printProfile(ShortcutProfile::defaults());
-        return success;
-    }
-};
-
-VANTELOR_CLI_COMMAND(ShortcutsCommand)
+} // namespace
 
 } // namespace vantelor::cli

@@ -1,4 +1,4 @@
-#include "TransferCommand.h"
+#include "Command.h"
 
 #include <atomic>
 #include <functional>
@@ -12,6 +12,7 @@
 #include <QJsonObject>
 
 #include "Files/FileWorkflow.h"
+#include "Files/TransferKind.h"
 #include "Support/Paths.h"
 
 namespace vantelor::cli {
@@ -190,9 +191,8 @@ int transfer(const QCommandLineParser& parser, TransferKind kind)
     return success;
 }
 
-} // namespace
-
-int TransferCommand::runPlan(const QStringList& arguments)
+// `plan --copy|--move`: prints the plan and stops.
+int runPlan(const QStringList& arguments)
 {
     const Syntax syntax = transferSyntax(
         QStringLiteral("Muestra lo que harían copy o move: cada archivo que viajaría, con su tamaño en bytes, y el "
@@ -203,7 +203,8 @@ int TransferCommand::runPlan(const QStringList& arguments)
     return runWithDestination(arguments, syntax, showPlan);
 }
 
-int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind)
+// `copy` and `move`: plans, shows the plan, asks for confirmation unless --yes, executes.
+int runTransfer(const QStringList& arguments, TransferKind kind)
 {
     const QString what = kind == TransferKind::copy
         ? QStringLiteral("Copia cada FOTO con sus archivos asociados a DESTINO. ")
@@ -216,5 +217,14 @@ int TransferCommand::runTransfer(const QStringList& arguments, TransferKind kind
         {QCommandLineOption(yesOption, QStringLiteral("Transfiere sin preguntar."))});
     return runWithDestination(arguments, syntax, [kind](const QCommandLineParser& parser) { return transfer(parser, kind); });
 }
+
+const bool registered = Registry::add({QStringLiteral("plan"),
+                                       QStringLiteral("Muestra qué archivos viajarían en una copia o un traslado."), runPlan})
+    && Registry::add({QStringLiteral("copy"), QStringLiteral("Copia fotos con sus archivos asociados, verificadas."),
+                      [](const QStringList& arguments) { return runTransfer(arguments, TransferKind::copy); }})
+    && Registry::add({QStringLiteral("move"), QStringLiteral("Mueve fotos con sus archivos asociados, conservando los originales."),
+                      [](const QStringList& arguments) { return runTransfer(arguments, TransferKind::move); }});
+
+} // namespace
 
 } // namespace vantelor::cli

@@ -14,7 +14,7 @@ void printCommands()
 {
     cli::Io::out(QStringLiteral("Uso: vantelor-cli ORDEN [opciones] [argumentos]\n\nÓrdenes:"));
     for (const auto& command : cli::Registry::all())
-        cli::Io::out(QStringLiteral("  %1%2").arg(command->name(), -12).arg(command->summary()));
+        cli::Io::out(QStringLiteral("  %1%2").arg(command.name, -12).arg(command.summary));
     cli::Io::out(QStringLiteral("\nCada orden acepta --help y --json."));
 }
 
@@ -36,7 +36,7 @@ int main(int argc, char** argv)
         printCommands();
         return arguments.size() < 2 ? cli::usage : cli::success;
     }
-    auto command = cli::Registry::create(arguments[1]);
+    const auto command = cli::Registry::find(arguments[1]);
     if (!command) {
         cli::Io::err(QStringLiteral("Orden desconocida: %1").arg(arguments[1]));
         printCommands();

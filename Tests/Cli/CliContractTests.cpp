@@ -110,7 +110,8 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
              EXPECT_EQ(run.json()[1][QStringLiteral("error")].toString(), BrowserError::unreadableImage("profile.json").message());
          }},
         {"preview to a GIF", {"preview", "@/photos/IMG_10.jpg", "--out", "@/a.gif"}, 2, "La salida debe terminar en .png o .jpg", {}},
-        {"preview of size 0", {"preview", "--size", "0", "@/photos/IMG_10.jpg"}, 2, "--size necesita un número entero", {}},
+        {"preview below the smallest size", {"preview", "--size", "31", "@/photos/IMG_10.jpg"}, 2,
+         "--size necesita un número entero de píxeles entre 32 y 8192", {}},
         {"meta", {"meta", "--json", "@/photos/IMG_10.jpg"}, 0, {},
          {"aperture", "camera", "height", "iso", "lens", "shutter", "width"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("aperture")].toString(), QStringLiteral("ƒ/2.8")); }},
@@ -122,7 +123,9 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"xmp read of a pipe", {"xmp", "read", "@/pipe.NEF"}, 1, "@/pipe.NEF: El guardado XMP solo está habilitado para Nikon NEF.", {}},
         {"peaking", {"peaking", "--json", "@/photos/IMG_10.jpg"}, 0, {}, {"height", "highlightedPixels", "width"}},
         {"peaking with a bad sensitivity", {"peaking", "--sensitivity", "x", "@/photos/IMG_10.jpg"}, 2,
-         "--sensitivity necesita un número", {}},
+         "--sensitivity necesita un número entre 0 y 1", {}},
+        {"peaking above the range", {"peaking", "--sensitivity", "1.01", "@/photos/IMG_10.jpg"}, 2,
+         "--sensitivity necesita un número entre 0 y 1", {}},
         {"shortcuts defaults", {"shortcuts", "defaults", "--json"}, 0, {}, {"bindings", "version"},
          [](const CliRun& run) {
              const auto profile = ShortcutProfile::fromJson(run.out);
@@ -140,7 +143,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"xmp set a bad rating", {"xmp", "set", "@/src/B.NEF", "--rating", "6"}, 2, "Valoración no válida: 6", {}},
         {"xmp set a label in capitals", {"xmp", "set", "--json", "@/src/B.NEF", "--label", "GREEN"}, 0, {}, {"raw", "saved", "sidecar"}},
         {"xmp read", {"xmp", "read", "--json", "@/dest/B.NEF"}, 0, {}, {"exists", "label", "rating", "raw", "sidecar"}},
-        {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: @/none.NEF: No such file or directory", {}},
+        {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: No such file or directory", {}},
         {"unknown xmp order", {"xmp", "write"}, 2, "Subcomando desconocido: write", {}},
     };
 

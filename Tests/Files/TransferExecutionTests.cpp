@@ -85,9 +85,18 @@ TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolder)
         shoot.originals[Paths::join(second, name)] = readFile(Paths::join(second, name));
 
     const TransferPlan plan = shoot.plan(TransferKind::move);
-    const auto receipt = execute(plan);
+    auto fileSystem = std::make_shared<FailingFileSystem>();
+    QStringList synced;
+    fileSystem->beforeCall = [&synced](Call call, int, const QString& path) {
+        if (call == Call::sync)
+            synced.append(path);
+    };
+    const auto receipt = execute(plan, fileSystem);
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
     EXPECT_EQ(receipt->count, 4);
+    // The departures are made durable: each source folder once, however many files left it.
+    EXPECT_EQ(synced.count(shoot.src), 1);
+    EXPECT_EQ(synced.count(second), 1);
     const QString recoveryOne = shoot.src + QStringLiteral("/.vantelor-move-recovery/") + plan.idText();
     const QString recoveryTwo = second + QStringLiteral("/.vantelor-move-recovery/") + plan.idText();
     EXPECT_EQ(QSet<QString>(receipt->recoveryFolders.begin(), receipt->recoveryFolders.end()),

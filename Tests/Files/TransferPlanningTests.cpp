@@ -181,6 +181,13 @@ TEST(TransferPlanning, JournalKeepsEveryNameAndNumber)
     EXPECT_TRUE(first["bytes"].isDouble());
     EXPECT_FALSE(journal.contains('\n'));
 
+    // Recovery must never act on half a record.
+    for (const QString& key : object.keys()) {
+        QJsonObject damaged = object;
+        damaged.remove(key);
+        EXPECT_FALSE(TransferPlan::fromJournal(QJsonDocument(damaged).toJson())) << key.toStdString();
+    }
+
     const auto decoded = TransferPlan::fromJournal(journal);
     ASSERT_TRUE(decoded.has_value());
     EXPECT_EQ(*decoded, *plan);

@@ -43,19 +43,14 @@ TEST(KeyPress, BuildsCodeModifiersAndDisplay)
         {"Super is Control", KEY_G, "g", Qt::MetaModifier, 5, control, "⌃G"},
         {"Alt is Option; keypad and group bits dropped", KEY_G, "g",
          Qt::AltModifier | Qt::KeypadModifier | Qt::GroupSwitchModifier, 5, option, "⌥G"},
-        {"plain digit", KEY_5, "5", Qt::NoModifier, 23, 0, "5"},
         {"shifted digit shows the unshifted character", KEY_5, "5", Qt::ShiftModifier, 23, shift, "⇧5"},
         {"left", KEY_LEFT, "", Qt::NoModifier, 123, 0, "←"},
-        {"up with shift", KEY_UP, "", Qt::ShiftModifier, 126, shift, "⇧↑"},
         {"return", KEY_ENTER, "\r", Qt::NoModifier, 36, 0, "Intro"},
-        {"escape", KEY_ESC, "\x1b", Qt::NoModifier, 53, 0, "Esc"},
         {"space", KEY_SPACE, " ", Qt::ControlModifier, 49, command, "⌘Espacio"},
         {"F5 types nothing", KEY_F5, "", Qt::NoModifier, 96, 0, "Tecla 96"},
         {"tab types a control character", KEY_TAB, "\t", Qt::NoModifier, 48, 0, "Tecla 48"},
-        {"keypad enter", KEY_KPENTER, "\r", Qt::KeypadModifier, 76, 0, "Tecla 76"},
         {"Spanish layout, key beside L", KEY_SEMICOLON, "ñ", Qt::NoModifier, 41, 0, "Ñ"},
         {"French layout, A key types q", KEY_A, "q", Qt::NoModifier, 0, 0, "Q"},
-        {"keypad digit", KEY_KP1, "1", Qt::KeypadModifier, 83, 0, "1"},
     };
     for (const Row& row : rows) {
         const std::optional<InputTrigger> trigger =
@@ -119,10 +114,8 @@ TEST(MouseButton, MiddleAndExtraButtonsOnly)
     };
     const Row rows[] = {
         {0, Qt::NoModifier, nullptr, 0},
-        {1, Qt::ControlModifier, nullptr, 0},
         {-1, Qt::NoModifier, nullptr, 0},
         {2, Qt::NoModifier, "Ratón 3", 0},
-        {3, Qt::NoModifier, "Ratón 4", 0},
         {4, Qt::ControlModifier | Qt::ShiftModifier, "⇧⌘Ratón 5", shift | command},
         {8, Qt::MetaModifier | Qt::AltModifier, "⌃⌥Ratón 9", control | option},
         {65535, Qt::NoModifier, "Ratón 65536", 0},

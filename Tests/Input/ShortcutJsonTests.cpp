@@ -62,33 +62,21 @@ TEST(ShortcutJson, RefusesAnythingOutsideTheForm)
     const QString p = QStringLiteral("Perfil de atajos ilegible: ");
     const Row rows[] = {
         {"empty file", "", p + "no es JSON válido (byte 0)"},
-        {"truncated", R"({"version": 1, "bindings": [)", p + "no es JSON válido (byte 28)"},
         {"array at top", "[]", p + "el documento debe ser un objeto"},
         {"no version", R"({"bindings": []})", p + "falta «version» en el perfil"},
-        {"no bindings", R"({"version": 1})", p + "falta «bindings» en el perfil"},
         {"version as text", R"({"version": "1", "bindings": []})", p + "version debe ser un número entero"},
-        {"version fractional", R"({"version": 1.5, "bindings": []})", p + "version debe ser un número entero"},
         {"bindings object", R"({"version": 1, "bindings": {}})", p + "bindings debe ser una lista"},
         {"binding not object", R"({"version": 1, "bindings": [3]})", p + "bindings[0] debe ser un objeto"},
         {"no action", R"({"version": 1, "bindings": [{"trigger": {}}]})", p + "falta «action» en bindings[0]"},
         {"unknown action", profileJson(goodTrigger, "\"delete\""),
          p + "acción desconocida \"delete\" en bindings[0].action"},
         {"action as number", profileJson(goodTrigger, "8"), p + "bindings[0].action debe ser un texto"},
-        {"no trigger", R"({"version": 1, "bindings": [{"action": "copy"}]})", p + "falta «trigger» en bindings[0]"},
         {"trigger as text", R"({"version": 1, "bindings": [{"action": "copy", "trigger": "G"}]})",
          p + "bindings[0].trigger debe ser un objeto"},
-        {"no kind", profileJson(R"("code": 3, "modifiers": 0, "display": "")"),
-         p + "falta «kind» en bindings[0].trigger"},
         {"unknown kind", profileJson(R"("kind": "wheel", "code": 3, "modifiers": 0, "display": "")"),
          p + "bindings[0].trigger.kind debe ser \"key\" o \"mouse\""},
-        {"code negative", profileJson(R"("kind": "key", "code": -1, "modifiers": 0, "display": "")"),
-         p + "bindings[0].trigger.code debe ser un entero entre 0 y 65535"},
         {"code 65536", profileJson(R"("kind": "key", "code": 65536, "modifiers": 0, "display": "")"),
          p + "bindings[0].trigger.code debe ser un entero entre 0 y 65535"},
-        {"code fractional", profileJson(R"("kind": "key", "code": 5.5, "modifiers": 0, "display": "")"),
-         p + "bindings[0].trigger.code debe ser un entero entre 0 y 65535"},
-        {"modifiers negative", profileJson(R"("kind": "key", "code": 5, "modifiers": -131072, "display": "")"),
-         p + "bindings[0].trigger.modifiers debe ser un entero sin signo"},
         {"modifiers huge", profileJson(R"("kind": "key", "code": 5, "modifiers": 1e300, "display": "")"),
          p + "bindings[0].trigger.modifiers debe ser un entero sin signo"},
         {"display null", profileJson(R"("kind": "key", "code": 5, "modifiers": 0, "display": null)"),
@@ -124,18 +112,6 @@ TEST(ShortcutJson, RoundTripKeepsEveryField)
         ASSERT_TRUE(back.ok()) << back.message().toStdString();
         expectSameProfile(*back, profile);
     }
-}
-
-TEST(ShortcutJson, WritesTheKeysOfTheFileForm)
-{
-    const QJsonObject file = ShortcutProfile::defaults().toJsonObject();
-    EXPECT_EQ(file.keys(), (QStringList{"bindings", "version"}));
-    EXPECT_EQ(file[QStringLiteral("version")].toInt(), 1);
-    const QJsonObject first = file[QStringLiteral("bindings")].toArray().first().toObject();
-    EXPECT_EQ(first.keys(), (QStringList{"action", "trigger"}));
-    EXPECT_EQ(first[QStringLiteral("action")].toString(), QStringLiteral("previous"));
-    const QJsonObject trigger = first[QStringLiteral("trigger")].toObject();
-    EXPECT_EQ(trigger, (QJsonObject{{"kind", "key"}, {"code", 123}, {"modifiers", 0}, {"display", "←"}}));
     // The text is UTF-8 with the glyphs as they are, not escaped.
     EXPECT_TRUE(ShortcutProfile::defaults().toJson().contains("\"display\":\"\xE2\x88\x92\""));
 }

@@ -65,6 +65,7 @@ TEST(CaptureTimeReader, TimeTextMustBeExact)
         {"2024-03-01 10:15:30", false},  {"2024:03:01T10:15:30", false}, {"    :  :     :  :  ", false},
         {"0000:00:00 00:00:00", false},  {"2024:03:01 10:15", false},    {"", false},
         {"2024:03:01 10:15:3x", false},  {"20240301 101530", false},     {"2024:03:01 10:60:00", false},
+        {"202a:03:01 10:15:30", false},  // read as digits, a letter would still make a valid year
     };
     for (const auto& row : rows)
         EXPECT_EQ(CaptureTimeReader::parseExifTime(QByteArray(row.text)).has_value(), row.valid) << row.text;
@@ -135,6 +136,8 @@ TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
         {"EXIF past the 64 segments walked", soi + jpegSegment(0xE2, "x").repeated(64) + exif + image, false},
         {"xmp only", soi + xmp + image, false},
         {"after the scan", soi + image.chopped(2) + exif, false},
+        // Two bytes after the end that would read as a segment length leading to the EXIF.
+        {"after the end of the image", soi + QByteArray("\xFF\xD9\x00\x02", 4) + exif + image, false},
     };
     Sandbox box;
     for (const auto& row : rows)

@@ -104,7 +104,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"nef-preview over a file", {"nef-preview", "@/src/B.NEF", "--out", "@/B.jpg"}, 1, "@/B.jpg: File exists", {}},
         {"nef-preview of a JPEG", {"nef-preview", "@/photos/IMG_10.jpg"}, 1, "No hay ninguna vista previa JPEG incrustada en ", {}},
         {"preview", {"preview", "--json", "--size", "100", "@/photos/IMG_2.NEF", "@/profile.json"}, 1, {},
-         {"height", "metadata", "path", "usedFallback", "width"},
+         {"damaged", "height", "metadata", "path", "usedFallback", "width"},
          [&unreadable](const CliRun& run) {
              EXPECT_EQ(run.json()[1].toObject().keys(), (QStringList{"error", "path"}));
              EXPECT_EQ(run.json()[1][QStringLiteral("error")].toString(), BrowserError::unreadableImage("profile.json").message());

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "Support/FileDescriptor.h"
 #include "Support/FileReader.h"
 #include "Support/FileStat.h"
 #include "Support/Paths.h"
@@ -51,28 +52,18 @@ Result<ShortcutProfile> ShortcutProfileFile::read(const QString& path)
 Status ShortcutProfileFile::write(const ShortcutProfile& profile, const QString& path)
 {
     const QByteArray native = Paths::encode(path);
-    const int fd = ::open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0) {
+    FileDescriptor fd(::open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!fd.isOpen()) {
         if (errno == EEXIST)
             return WorkflowError::invalid(
                 QStringLiteral("Ya existe «%1»: elige otro nombre").arg(Paths::displayText(Paths::fileName(path))));
         return SystemError::fromErrno(path);
     }
     const QByteArray bytes = profile.toJson(QJsonDocument::Indented);
-    qsizetype written = 0;
-    int failure = 0;
-    while (written < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.constData() + written, size_t(bytes.size() - written));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            failure = n < 0 ? errno : EIO;
-            break;
-        }
-        written += n;
-    }
-    if (::close(fd) != 0 && failure == 0)
-        failure = errno;
+    int failure = fd.writeAll(bytes.constData(), bytes.size());
+    // A late write error (NFS) surfaces only at the close.
+    if (const int closed = fd.close(); failure == 0)
+        failure = closed;
     if (failure != 0) {
         // The file is ours (created above): a half-written profile would only fail its import.
         ::unlink(native.constData());

@@ -128,16 +128,16 @@ struct Context {
     }
 };
 
+// Deleters of the owners below, which call them only for a pointer they hold: a handle or image
+// is released on every way out, and no null check here can turn into a leak.
 void releaseHandle(heif_image_handle* handle)
 {
-    if (handle)
-        lib().image_handle_release(handle);
+    lib().image_handle_release(handle);
 }
 
 void releaseImage(heif_image* image)
 {
-    if (image)
-        lib().image_release(image);
+    lib().image_release(image);
 }
 
 using HandlePtr = std::unique_ptr<heif_image_handle, decltype(&releaseHandle)>;

@@ -21,28 +21,6 @@ QString shoot(const Sandbox& sandbox, const QString& name)
 
 } // namespace
 
-TEST(LaunchOpener, CommandLineOpensEachFolderAsATabSelectsTheNamedPhotoOrShowsWhatIsMissing)
-{
-    Sandbox sandbox;
-    const QString boda = shoot(sandbox, QStringLiteral("Boda"));
-    const QString viaje = shoot(sandbox, QStringLiteral("Viaje"));
-    const QString wanted = Paths::join(viaje, QStringLiteral("DSC_0002.JPG"));
-    Harness harness;
-    LaunchOpener opener(*harness.model);
-
-    opener.open(LaunchTarget::resolve({Paths::encode(boda), Paths::encode(wanted)}, sandbox.path()));
-    EXPECT_EQ(harness.model->tabs(), (QStringList{boda, viaje}));
-    EXPECT_EQ(harness.model->folder(), viaje) << "the last one is current";
-    ASSERT_TRUE(eventually([&] { return !harness.model->isPreparing(); }));
-    EXPECT_TRUE(eventually([&] { return harness.model->selectedID() == wanted; }))
-        << "not the first photo, which the controller selects by itself";
-
-    const QString missing = sandbox.file(QStringLiteral("tarjeta/DCIM"));
-    opener.open({LaunchTarget::resolve(Paths::encode(missing), sandbox.path())});
-    EXPECT_TRUE(eventually([&] { return harness.model->folderError().has_value(); }));
-    EXPECT_EQ(harness.model->folderError(), QStringLiteral("Carpeta no disponible o ilegible: ") + missing);
-}
-
 TEST(LaunchOpener, FolderOpenedBeforePreparationEndsCancelsThePhotoSelection)
 {
     Sandbox sandbox;

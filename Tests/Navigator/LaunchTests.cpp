@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <QLocalSocket>
 #include <QProcess>
 
 #include "Model/LaunchTarget.h"
@@ -35,7 +32,6 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
         {"a file that is no photo opens its folder", root + "/Sesión/notas.txt", session, std::nullopt},
         {"missing path is kept to be reported", root + "/nada", missing, std::nullopt},
         {"file URI", "file://" + QByteArray(root).toPercentEncoding("/") + "/Sesi%C3%B3n/DSC_0001.NEF", session, photo},
-        {"file URI with localhost", "file://localhost" + root + "/Sesi%C3%B3n", session, std::nullopt},
         {"name that is not UTF-8, in a URI", "file://" + root + "/caf%E9", latin1, std::nullopt},
         {"symbolic link resolved as the window keeps folders", root + "/enlace", session, std::nullopt},
         {"remote URI is not a local path", "file://servidor/fotos", QStringLiteral("file://servidor/fotos"), std::nullopt},
@@ -46,18 +42,6 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
         EXPECT_EQ(target.folder, row.folder);
         EXPECT_EQ(target.photo, row.photo);
     }
-}
-
-TEST(LaunchTarget, HandOffBytesKeepNamesAndRefuseGarbage)
-{
-    const LaunchTarget target{Paths::decode(QByteArray("/fotos/caf\xe9")),
-                              Paths::decode(QByteArray("/fotos/caf\xe9/DSC_1.NEF"))};
-    EXPECT_EQ(LaunchTarget::deserialize(target.serialize()), target);
-    const LaunchTarget folderOnly{QStringLiteral("/fotos"), std::nullopt};
-    EXPECT_EQ(LaunchTarget::deserialize(folderOnly.serialize()), folderOnly);
-    for (const QByteArray& garbage : {QByteArray(), QByteArray("\x00\x00\x00\x05/a", 7), QByteArray(64, '\xff'),
-                                      LaunchTarget{QStringLiteral("relativa"), std::nullopt}.serialize()})
-        EXPECT_FALSE(LaunchTarget::deserialize(garbage)) << garbage.toHex().toStdString();
 }
 
 namespace {
@@ -133,25 +117,3 @@ TEST(SingleInstance, LaunchesAtTheSameMomentMakeExactlyOneInstance)
     }
 }
 
-// A socket file left by a crashed instance is taken over, and garbage on the socket is dropped
-// without blocking the next launch.
-TEST(SingleInstance, LeftoversAndGarbageDoNotStopTheNextLaunch)
-{
-    Sandbox sandbox;
-    const QString socket = sandbox.write(QStringLiteral("instance"), "restos");
-    Launch first(socket, 1);
-    ASSERT_EQ(first.line(), QStringLiteral("primary"));
-    const QByteArray garbage[] = {QByteArray("\xff\xff\xff\xff", 4), QByteArray("\x00\x00\x00\x01\x7f\xff\xff\xff", 8),
-                                  QByteArray("\x00\x00\x00", 3)};
-    for (const QByteArray& bytes : garbage) {
-        QLocalSocket client;
-        client.connectToServer(socket);
-        ASSERT_TRUE(client.waitForConnected(5000));
-        client.write(bytes);
-        client.waitForBytesWritten(5000);
-        client.disconnectFromServer();
-    }
-    Launch second(socket, 0, {QStringLiteral("/d")});
-    EXPECT_EQ(second.line(), QStringLiteral("secondary"));
-    EXPECT_EQ(first.line(), QStringLiteral("/d")) << "only the real launch was delivered";
-}

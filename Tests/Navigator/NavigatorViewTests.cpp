@@ -4,25 +4,18 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QTest>
 #include <QTreeView>
 
 #include "LibraryTestSupport.h"
 #include "Model/LibraryModel.h"
-#include "NavigatorTestSupport.h"
+#include "Model/NavigatorModel.h"
 #include "NavigatorView.h"
 #include "Support/Paths.h"
+#include "Support/Sandbox.h"
 
 using namespace vantelor;
 using namespace vantelor::test;
-
-namespace {
-
-QPoint centreOf(const QTreeView& tree, const QModelIndex& index)
-{
-    return tree.visualRect(index).center();
-}
-
-} // namespace
 
 TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
 {
@@ -45,6 +38,7 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     ASSERT_TRUE(eventually([&] { return model.findFolder(shoots[2]).isValid(); }));
     library.open(start);
 
+    const auto centre = [&](const QModelIndex& index) { return tree.visualRect(index).center(); };
     struct Row {
         const char* what;
         std::function<void()> gesture;
@@ -60,12 +54,12 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
          {shoots[0]},
          shoots[0]},
         {"a middle click keeps it and adds one",
-         [&] { QTest::mouseClick(tree.viewport(), Qt::MiddleButton, {}, centreOf(tree, model.findFolder(shoots[1]))); },
+         [&] { QTest::mouseClick(tree.viewport(), Qt::MiddleButton, {}, centre(model.findFolder(shoots[1]))); },
          {shoots[0], shoots[1]},
          shoots[1]},
         {"a double click replaces the current tab",
          [&] {
-             const QPoint point = centreOf(tree, model.findFolder(shoots[2]));
+             const QPoint point = centre(model.findFolder(shoots[2]));
              QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, point);
              QTest::mouseDClick(tree.viewport(), Qt::LeftButton, {}, point);
          },

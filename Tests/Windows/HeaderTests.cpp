@@ -4,10 +4,9 @@
 #include <QSettings>
 #include <QTest>
 
-#include "FakePreviewLoader.h"
 #include "HeaderBar.h"
 #include "HeaderResizeHandle.h"
-#include "Model/LibraryModel.h"
+#include "LibraryTestSupport.h"
 
 using namespace vantelor;
 using namespace vantelor::test;
@@ -35,11 +34,8 @@ void drag(QWidget& handle, const QList<int>& moves)
 TEST(HeaderBar, ResizeHandleClampsStoresAndResets)
 {
     QSettings().remove(HeaderBar::preferencesKey);
-    FakePreviewLoader loader;
-    LibraryModel::Dependencies dependencies;
-    dependencies.previews = &loader;
-    dependencies.persistPreferences = false;
-    LibraryModel library(std::move(dependencies));
+    Harness harness;
+    LibraryModel& library = *harness.model;
     QWidget window;
     HeaderResizeHandle handle(&window);
     HeaderBar header(library, handle, &window);
@@ -65,11 +61,5 @@ TEST(HeaderBar, ResizeHandleClampsStoresAndResets)
 
     QTest::mouseDClick(&handle, Qt::LeftButton);
     EXPECT_EQ(header.headerHeight(), 68);
-
-    // Another window reads the stored height.
-    drag(handle, {20});
-    HeaderResizeHandle otherHandle;
-    HeaderBar other(library, otherHandle);
-    EXPECT_EQ(other.headerHeight(), 88);
     QSettings().remove(HeaderBar::preferencesKey);
 }

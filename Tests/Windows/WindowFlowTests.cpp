@@ -1,22 +1,30 @@
 #include <gtest/gtest.h>
 
+#include <linux/input-event-codes.h>
+
 #include <QAbstractButton>
-#include <QAction>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTreeView>
 #include <QWindow>
 
 #include "ContentView.h"
+#include "FilterBar.h"
+#include "HeaderBar.h"
+#include "HeaderResizeHandle.h"
 #include "InspectorView.h"
+#include "KeyboardInput.h"
 #include "MainWindow.h"
 #include "Model/FolderChooser.h"
 #include "Model/LibraryModel.h"
+#include "Model/ShortcutStore.h"
+#include "NavigatorView.h"
 #include "PhotoGridView.h"
 #include "PhotoListModel.h"
 #include "Support/ImageFixtures.h"
-#include "Support/Paths.h"
 #include "Support/Sandbox.h"
 #include "Support/XmpFixtures.h"
 #include "VantelorCullingApp.h"
@@ -57,6 +65,7 @@ struct Session {
 
     LibraryModel& library() const { return app->library(); }
     ContentView& content() const { return *app->mainWindow().content(); }
+    QString url(int visible) const { return library().visiblePhotos().at(visible).url; }
 
     bool loaded() const
     {
@@ -68,21 +77,15 @@ struct Session {
 
     void select(const QString& name) const { library().select(folder.file(name)); }
 
-    // A key as the keyboard sends it: with its physical code (evdev + 8), which the shortcut
-    // profile is keyed by.
-    void press(Qt::Key key, const QString& text, quint32 evdev) const
+    // A key as the window system delivers it: to the window, with its physical code (evdev + 8),
+    // which the shortcut profile is keyed by.
+    void press(Qt::Key key, quint32 evdev, const QString& text = {}) const
     {
-        // Delivered to the window, as the window system does.
         QWindow* target = app->mainWindow().windowHandle();
         QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, text);
         QApplication::sendEvent(target, &down);
         QKeyEvent up(QEvent::KeyRelease, key, Qt::NoModifier, evdev + 8, 0, 0, text);
         QApplication::sendEvent(target, &up);
-    }
-
-    QMessageBox* waitForQuitAlert() const
-    {
-        return QTest::qWaitFor([this] { return app->quitAlert() != nullptr; }, 3000) ? app->quitAlert() : nullptr;
     }
 };
 
@@ -96,9 +99,6 @@ void click(QMessageBox* box, const QString& text)
     }
     ADD_FAILURE() << "no button " << text.toStdString();
 }
-
-constexpr quint32 evdevKey3 = 4;
-constexpr quint32 evdevKeyG = 34;
 
 } // namespace
 
@@ -115,7 +115,6 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
     ASSERT_EQ(strip->rowCount(), 1);
     EXPECT_EQ(strip->index(0).data().toString(), QStringLiteral("DSC_0002.NEF"));
     session.library().setSearch(QStringLiteral("nada"));
-    EXPECT_EQ(strip->rowCount(), 0);
     EXPECT_EQ(session.content().page(), ContentView::Page::empty);
     session.library().setSearch(QString());
     ASSERT_EQ(strip->rowCount(), 4);
@@ -123,7 +122,7 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
     for (const QString& name : {QStringLiteral("DSC_0002.NEF"), QStringLiteral("IMG_0004.JPG")}) {
         SCOPED_TRACE(name.toStdString());
         session.select(name);
-        session.press(Qt::Key_3, QStringLiteral("3"), evdevKey3);
+        session.press(Qt::Key_3, KEY_3, QStringLiteral("3"));
         EXPECT_EQ(session.library().mark(session.folder.file(name)).rating, 3);
         EXPECT_EQ(session.content().inspector()->ratingText(), QStringLiteral("★★★☆☆"));
         const QModelIndex cell = strip->currentIndex();
@@ -131,13 +130,60 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
         EXPECT_EQ(cell.data(PhotoListModel::ratingRole).toInt(), 3);
     }
 
-    QAction* menu = session.app->mainWindow().sheetAction();
-    for (const auto& [page, title] : {std::pair(ContentView::Page::sheet, QStringLiteral("Vista previa individual")),
-                                      std::pair(ContentView::Page::preview, QStringLiteral("Hoja de contactos"))}) {
-        session.press(Qt::Key_G, QStringLiteral("g"), evdevKeyG);
+    for (const ContentView::Page page : {ContentView::Page::sheet, ContentView::Page::preview}) {
+        session.press(Qt::Key_G, KEY_G, QStringLiteral("g"));
         EXPECT_EQ(session.content().page(), page);
-        EXPECT_EQ(menu->text(), title);
         EXPECT_EQ(session.content().filmstrip()->isVisible(), page != ContentView::Page::sheet);
+    }
+}
+
+// With Up and Down bound to stepping, as a user may bind them: the navigator tree and the
+// header's handle keep the arrows while they have the focus; Enter or Esc in the name search
+// hands them back to the photos.
+TEST(MainWindowFlow, ArrowsBelongToTheFocusedControlOrGoBackToThePhotos)
+{
+    Session session;
+    ASSERT_TRUE(session.loaded());
+    ShortcutStore& shortcuts = session.library().shortcuts();
+    for (const auto& [action, key, evdev] : {std::tuple(ActionID::previous, Qt::Key_Up, KEY_UP), std::tuple(ActionID::next, Qt::Key_Down, KEY_DOWN)}) {
+        const QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, {});
+        shortcuts.startRecording(action);
+        ASSERT_TRUE(shortcuts.capture(*KeyboardInput::trigger(&event)));
+    }
+    MainWindow& window = session.app->mainWindow();
+    QLineEdit* search = session.content().filterBar()->searchField();
+    QTreeView* tree = window.findChild<NavigatorView*>()->tree();
+    tree->setCurrentIndex(tree->model()->index(0, 0));
+    const QModelIndex treeRow = tree->currentIndex();
+    HeaderBar* header = session.content().header();
+    const double height = header->headerHeight();
+    struct Row {
+        const char* what;
+        QWidget* focus;
+        Qt::Key key;
+        quint32 evdev;
+        std::function<bool()> done;  // what the key did there
+        bool handsBack;              // Right steps photos afterwards
+    };
+    const Row rows[] = {
+        {"Enter in the search", search, Qt::Key_Return, KEY_ENTER, [&] { return QApplication::focusWidget() != search; }, true},
+        {"Esc in the search", search, Qt::Key_Escape, KEY_ESC, [&] { return QApplication::focusWidget() != search; }, true},
+        {"Down in the tree", tree, Qt::Key_Down, KEY_DOWN, [&] { return tree->currentIndex() != treeRow; }, false},
+        {"Up on the header's handle", window.findChild<HeaderResizeHandle*>(), Qt::Key_Up, KEY_UP,
+         [&] { return header->headerHeight() == height - HeaderBar::accessibilityStep; }, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        session.library().select(session.url(0));
+        row.focus->setFocus();
+        ASSERT_EQ(QApplication::focusWidget(), row.focus);
+        session.press(row.key, row.evdev);
+        EXPECT_TRUE(QTest::qWaitFor(row.done, 2000));
+        EXPECT_EQ(session.library().selectedID(), session.url(0)) << "no photo stepped";
+        if (row.handsBack) {
+            session.press(Qt::Key_Right, KEY_RIGHT);
+            EXPECT_EQ(session.library().selectedID(), session.url(1));
+        }
     }
 }
 
@@ -145,22 +191,13 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
 // and each button does what it says.
 TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
 {
-    struct Row {
-        QString button;
-        int rating;              // shown afterwards
-        bool sidecarHasOurRating;
-    };
-    const Row rows[] = {
-        {QStringLiteral("Cargar XMP externo"), 2, false},
-        {QStringLiteral("Combinar los campos editados"), 4, true},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.button.toStdString());
+    for (const bool merge : {false, true}) {
+        SCOPED_TRACE(merge);
         Session session;
         ASSERT_TRUE(session.loaded());
         LibraryModel& library = session.library();
         const QString url = session.folder.file(QStringLiteral("DSC_0001.NEF"));
-        session.select(QStringLiteral("DSC_0001.NEF"));
+        library.select(url);
         library.setAutoSave(false);
         library.setRating(4);
         session.folder.write(QStringLiteral("DSC_0001.xmp"), XmpFixtures::lightroom(2, QStringLiteral("Red")));
@@ -169,13 +206,15 @@ TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
         ASSERT_TRUE(QTest::qWaitFor([&] { return session.content().conflictAlert() != nullptr; }, 5000));
         QMessageBox* alert = session.content().conflictAlert();
         EXPECT_EQ(alert->windowTitle(), QStringLiteral("XMP modificado fuera de Vantelor"));
-        EXPECT_TRUE(alert->informativeText().startsWith(QStringLiteral("DSC_0001.NEF\nCombinar aplica únicamente los campos que editaste.")));
-        click(alert, row.button);
+        EXPECT_TRUE(alert->informativeText().startsWith(QStringLiteral("DSC_0001.NEF\n")));
+        library.savePending();
+        EXPECT_FALSE(library.isSaving()) << "nothing is written while the user has not chosen";
+        click(alert, merge ? QStringLiteral("Combinar los campos editados") : QStringLiteral("Cargar XMP externo"));
 
         ASSERT_TRUE(QTest::qWaitFor([&] { return !library.conflictURL() && library.dirty().isEmpty() && !library.isSaving(); }, 5000));
-        EXPECT_EQ(library.mark(url).rating, row.rating);
+        EXPECT_EQ(library.mark(url).rating, merge ? 4 : 2);
         const QByteArray sidecar = session.folder.read(QStringLiteral("DSC_0001.xmp"));
-        EXPECT_EQ(sidecar.contains("Rating=\"4\"") || sidecar.contains("Rating>4<"), row.sidecarHasOurRating);
+        EXPECT_EQ(sidecar.contains("Rating=\"4\"") || sidecar.contains("Rating>4<"), merge);
         EXPECT_TRUE(sidecar.contains("Red")) << "the other program's label survives either way";
     }
 }
@@ -206,20 +245,15 @@ TEST(MainWindowFlow, QuittingWithPendingNefEditsAsks)
 
         session.app->mainWindow().close();
         if (!row.button.isEmpty()) {
-            QMessageBox* alert = session.waitForQuitAlert();
-            ASSERT_NE(alert, nullptr);
-            EXPECT_EQ(alert->text(), QStringLiteral("¿Guardar los cambios XMP pendientes?"));
-            EXPECT_EQ(alert->informativeText(),
-                QStringLiteral("Hay 1 fotos NEF con estrellas o colores sin guardar. Las valoraciones JPEG solo duran esta sesión."));
-            click(alert, row.button);
+            ASSERT_TRUE(QTest::qWaitFor([&] { return session.app->quitAlert() != nullptr; }, 3000));
+            EXPECT_TRUE(session.app->quitAlert()->informativeText().startsWith(QStringLiteral("Hay 1 fotos NEF")));
+            click(session.app->quitAlert(), row.button);
         }
         if (row.quits)
             EXPECT_TRUE(QTest::qWaitFor([&] { return terminated.count() == 1; }, 5000));
         else
             EXPECT_FALSE(terminated.wait(300));
-        if (!row.button.isEmpty()) {
-            EXPECT_EQ(session.app->mainWindow().isVisible(), !row.quits);
-        }
+        EXPECT_TRUE(row.button.isEmpty() || session.app->mainWindow().isVisible() != row.quits) << "the window stays only when the user stays";
         EXPECT_EQ(session.folder.exists(QStringLiteral("DSC_0002.xmp")), row.saved);
     }
 }

@@ -184,5 +184,40 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
     EXPECT_EQ(h.model->search(), QStringLiteral("3"));
 }
 
+TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
+{
+    struct Row {
+        QStringList open;
+        QString close;
+        std::optional<QString> folder;
+        QStringList tabs;
+    };
+    const QList<Row> rows = {
+        {{"/t/a", "/t/b", "/t/c", "/t/b"}, "/t/b", "/t/c", {"/t/a", "/t/c"}},
+        {{"/t/a", "/t/b", "/t/c"}, "/t/c", "/t/b", {"/t/a", "/t/b"}},
+        {{"/t/a", "/t/b"}, "/t/a", "/t/b", {"/t/b"}},
+        {{"/t/a"}, "/t/a", std::nullopt, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.close.toStdString());
+        Harness h(true);
+        for (const QString& folder : row.open) {
+            h.model->open(folder);
+            if (h.scans.requests.last().promise->future().isRunning())
+                h.scans.deliver(h.scans.requests.last(), {QStringLiteral("p.jpg")}, true);
+            ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
+        }
+        const int clears = h.previews.clears;
+        h.model->closeTab(row.close);
+        EXPECT_EQ(h.model->folder(), row.folder);
+        EXPECT_EQ(h.model->tabs(), row.tabs);
+        if (!row.folder) {
+            EXPECT_TRUE(h.model->photos().isEmpty() && h.model->visiblePhotos().isEmpty());
+            EXPECT_FALSE(h.model->selectedID().has_value());
+            EXPECT_GT(h.previews.clears, clears);
+        }
+    }
+}
+
 } // namespace
 } // namespace vantelor::test

@@ -148,5 +148,45 @@ TEST(LibraryTransfers, ATransferStartsOnlyWithNothingPendingAndReportsItsOutcome
     }
 }
 
+TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
+{
+    struct Row {
+        const char* name;
+        QByteArray sidecar;
+        bool closes;
+    };
+    const QList<Row> rows = {
+        {"saved first, then closed", XmpFixtures::lightroom(1, std::nullopt), true},
+        {"unsaved edits keep it", "<?xml version=\"1.0\"?><!DOCTYPE x><x/>", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Sandbox a;
+        Sandbox b;
+        const QString raw = a.write(QStringLiteral("a.NEF"), nefWithDate());
+        a.write(QStringLiteral("a.xmp"), row.sidecar);
+        b.write(QStringLiteral("b.NEF"), nefWithDate());
+        Harness h;
+        h.model->setAutoSave(false);
+        h.openAndPrepare(a.path());
+        h.model->select(raw);
+        h.model->setRating(3);
+        h.openAndPrepare(b.path());
+
+        h.model->closeTab(b.path());
+        EXPECT_EQ(h.model->tabs(), QStringList{a.path()}) << "another folder's edits do not block";
+        ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
+        h.model->closeTab(a.path());
+        ASSERT_TRUE(eventually([&] { return h.model->tabs().isEmpty() || h.model->folderError().has_value(); }));
+        EXPECT_EQ(h.model->tabs().isEmpty(), row.closes);
+        if (row.closes) {
+            EXPECT_EQ(sidecarOf(raw).rating, 3);
+        } else {
+            EXPECT_EQ(h.model->folderError(), QStringLiteral("Guarda o resuelve los cambios XMP pendientes antes de cerrar la pestaña."));
+            EXPECT_EQ(h.model->dirty().value(raw).rating, 3);
+        }
+    }
+}
+
 } // namespace
 } // namespace vantelor::test

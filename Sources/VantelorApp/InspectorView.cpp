@@ -230,13 +230,17 @@ InspectorView::InspectorView(LibraryModel& library, PreviewCanvas& canvas, QWidg
 void InspectorView::refresh()
 {
     const auto photo = m_library.selectedPhoto();
-    m_pages->setCurrentIndex(photo ? 1 : 0);
-    // A stack is as tall as its tallest page; the hidden one must not make the empty state scroll.
-    for (int i = 0; i < m_pages->count(); ++i) {
-        const bool shown = i == m_pages->currentIndex();
-        m_pages->widget(i)->setSizePolicy(shown ? QSizePolicy::Preferred : QSizePolicy::Ignored, shown ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    // A stack is as tall as its tallest page; the hidden one must not make the empty state
+    // scroll. Laying the pages out again costs a good part of a step: only when the page changes.
+    if (const int page = photo ? 1 : 0; page != m_laidOutPage) {
+        m_laidOutPage = page;
+        m_pages->setCurrentIndex(page);
+        for (int i = 0; i < m_pages->count(); ++i) {
+            const auto policy = i == page ? QSizePolicy::Preferred : QSizePolicy::Ignored;
+            m_pages->widget(i)->setSizePolicy(policy, policy);
+        }
+        m_pages->adjustSize();
     }
-    m_pages->adjustSize();
     if (!photo)
         return;
     m_name->setText(Paths::displayText(photo->name()));
@@ -262,7 +266,11 @@ void InspectorView::refreshMark()
     for (int i = 0; i < m_starButtons.size(); ++i) {
         auto* star = m_starButtons[i];
         const bool filled = i < mark.rating;
-        star->setText(filled ? QStringLiteral("★") : QStringLiteral("☆"));
+        const QString glyph = filled ? QStringLiteral("★") : QStringLiteral("☆");
+        // A style sheet is costly to apply: only a star that changes gets one.
+        if (star->text() == glyph)
+            continue;
+        star->setText(glyph);
         star->setStyleSheet(filled ? QStringLiteral("color: #f5c542;") : QStringLiteral("color: #6b6f76;"));
     }
     m_ratingText->setText(Appearance::stars(mark.rating));

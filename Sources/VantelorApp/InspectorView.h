@@ -58,6 +58,7 @@ private:
     QLabel* m_exposure = nullptr;
     QLabel* m_iso = nullptr;
     QLabel* m_dimensions = nullptr;
+    int m_laidOutPage = -1;
     QLabel* m_previewFacts = nullptr;
     QLabel* m_waiting = nullptr;
 };

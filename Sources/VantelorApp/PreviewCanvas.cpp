@@ -134,10 +134,9 @@ void PreviewCanvas::adopt(const QImage& image, const QImage& reduced, bool damag
     // looks at; another photo starts at its centre.
     if (!samePhotoLarger)
         m_center = QPointF(0.5, 0.5);
-    m_reduced = reduced.isNull() ? QPixmap() : QPixmap::fromImage(reduced);
+    m_reduced = reduced;
     m_reducedKey = m_imageKey;
     m_reducedSize = reduced.size();
-    m_full = QPixmap();
     clearFocus();
     if (m_focusEnabled)
         restartFocus();
@@ -177,7 +176,7 @@ void PreviewCanvas::clearFocus()
     ++m_focusToken;
     m_focusPending = false;
     m_mask = QImage();
-    m_maskReduced = QPixmap();
+    m_maskReduced = QImage();
     if (m_focusShare) {
         m_focusShare.reset();
         emit focusShareChanged();
@@ -208,7 +207,7 @@ void PreviewCanvas::restartFocus()
             if (!tinted)
                 return;
             m_mask = tinted->image;
-            m_maskReduced = QPixmap();
+            m_maskReduced = QImage();
             m_focusShare = tinted->share;
             emit focusShareChanged();
             update();
@@ -307,13 +306,12 @@ void PreviewCanvas::zoomAround(double newZoom, QPointF point)
     update();
 }
 
-const QPixmap& PreviewCanvas::reduced(QSize size)
+const QImage& PreviewCanvas::reduced(QSize size)
 {
     // A reduction made on the pool may differ from the painted size by rounding.
     const bool close = std::abs(m_reducedSize.width() - size.width()) <= 1 && std::abs(m_reducedSize.height() - size.height()) <= 1;
     if (m_reducedKey != m_imageKey || !close || m_reduced.isNull()) {
-        const QImage small = Downscale::fit(m_image, std::max(size.width(), size.height()));
-        m_reduced = QPixmap::fromImage(small);
+        m_reduced = Downscale::fit(m_image, std::max(size.width(), size.height()));
         m_reducedKey = m_imageKey;
         m_reducedSize = size;
     }
@@ -331,20 +329,16 @@ void PreviewCanvas::paintEvent(QPaintEvent*)
     const QSize devicePixels(qRound(target.width() * ratio), qRound(target.height() * ratio));
     if (devicePixels.width() < m_image.width()) {
         // A reduction: made once for this photo and size, then drawn 1:1.
-        const QPixmap& pixmap = reduced(devicePixels);
-        painter.drawPixmap(target, pixmap, QRectF(pixmap.rect()));
+        const QImage& image = reduced(devicePixels);
+        painter.drawImage(target, image, QRectF(image.rect()));
     } else {
-        if (m_fullKey != m_imageKey || m_full.isNull()) {
-            m_full = QPixmap::fromImage(m_image);
-            m_fullKey = m_imageKey;
-        }
         // An enlargement: only the part inside the view is drawn.
         const QRectF visible = target.intersected(QRectF(rect()));
         const double s = target.width() / m_image.width();
         const QRectF source((visible.left() - target.left()) / s, (visible.top() - target.top()) / s,
             visible.width() / s, visible.height() / s);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, s * ratio < 2.5);
-        painter.drawPixmap(visible, m_full, source);
+        painter.drawImage(visible, m_image, source);
     }
     if (!m_mask.isNull()) {
         // The mask is at analysis size; its reduction follows the photo's.
@@ -352,11 +346,11 @@ void PreviewCanvas::paintEvent(QPaintEvent*)
         // then reduces it once more here.
         const QSize maskSize(std::min(devicePixels.width(), m_mask.width()), std::min(devicePixels.height(), m_mask.height()));
         if (m_maskReduced.isNull() || m_maskReducedSize != maskSize) {
-            m_maskReduced = QPixmap::fromImage(maskSize == m_mask.size() ? m_mask : m_mask.scaled(maskSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+            m_maskReduced = maskSize == m_mask.size() ? m_mask : m_mask.scaled(maskSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
             m_maskReducedSize = maskSize;
         }
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawPixmap(target, m_maskReduced, QRectF(m_maskReduced.rect()));
+        painter.drawImage(target, m_maskReduced, QRectF(m_maskReduced.rect()));
     }
     if (m_damaged)
         paintDamageMark(painter);

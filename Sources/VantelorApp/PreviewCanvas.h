@@ -69,7 +69,7 @@ private:
     // The preview point (0…1 on both axes) under a widget point.
     QPointF normalizedAt(QPointF widgetPoint) const;
     void zoomAround(double newZoom, QPointF widgetPoint);
-    const QPixmap& reduced(QSize size);
+    const QImage& reduced(QSize size);
 
     LibraryModel& m_library;
     QImage m_image;
@@ -81,18 +81,18 @@ private:
     // The preview point at the view's centre, 0…1 on both axes.
     QPointF m_center{0.5, 0.5};
 
-    QPixmap m_reduced;
+    // Images, not pixmaps: the window paints in memory, where a pixmap would only be a copy
+    // of the same pixels made on every step.
+    QImage m_reduced;
     qint64 m_reducedKey = 0;
     QSize m_reducedSize;
-    QPixmap m_full;
-    qint64 m_fullKey = 0;
 
     std::optional<QPointF> m_dragStart;
     QPointF m_dragCenter;
 
     // Focus overlay.
     QImage m_mask;
-    QPixmap m_maskReduced;
+    QImage m_maskReduced;
     QSize m_maskReducedSize;
     std::optional<double> m_focusShare;
     QFuture<void> m_focusTask;

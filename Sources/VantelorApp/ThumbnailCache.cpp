@@ -1,5 +1,6 @@
 #include "ThumbnailCache.h"
 
+#include "Previews/Downscale.h"
 #include "Previews/PreviewLoading.h"
 
 namespace vantelor {
@@ -35,26 +36,35 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
     const quint64 token = ++m_nextToken;
     m_pending.insert(key, {future, token});
     const QString url = item.url;
-    future.then(this, [this, key, url, token](const Result<PreviewResult>& result) {
-        // A load dropped in the meantime (scrolled away, cleared) has nothing to say any more.
-        const auto it = m_pending.constFind(key);
-        if (it == m_pending.constEnd() || it->token != token)
-            return;
-        m_pending.erase(it);
-        if (result && !result->image.isNull()) {
-            QImage image = result->image;
-            if (m_displaySize.isValid() && (image.width() > m_displaySize.width() || image.height() > m_displaySize.height()))
-                image = image.scaled(m_displaySize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-            m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(image)));
-        }
-        else
-            m_failed.insert(key);
-        emit ready(url);
-    }).onCanceled(this, [this, key, token] {
-        const auto it = m_pending.constFind(key);
-        if (it != m_pending.constEnd() && it->token == token)
+    const QSize display = m_displaySize;
+    // The reduction to the cell runs on the pool: a screenful of thumbnails arriving at once
+    // would otherwise hold up scrolling for as long as it takes to resize them all.
+    future.then(QtFuture::Launch::Async, [display](const Result<PreviewResult>& result) {
+              if (!result || result->image.isNull())
+                  return QImage();
+              const QImage& image = result->image;
+              if (!display.isValid() || (image.width() <= display.width() && image.height() <= display.height()))
+                  return image;
+              const QSize fitted = image.size().scaled(display, Qt::KeepAspectRatio);
+              return Downscale::fit(image, std::max(fitted.width(), fitted.height()));
+          })
+        .then(this, [this, key, url, token](QImage image) {
+            // A load dropped in the meantime (scrolled away, cleared) has nothing to say any more.
+            const auto it = m_pending.constFind(key);
+            if (it == m_pending.constEnd() || it->token != token)
+                return;
             m_pending.erase(it);
-    });
+            if (!image.isNull())
+                m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(std::move(image))));
+            else
+                m_failed.insert(key);
+            emit ready(url);
+        })
+        .onCanceled(this, [this, key, token] {
+            const auto it = m_pending.constFind(key);
+            if (it != m_pending.constEnd() && it->token == token)
+                m_pending.erase(it);
+        });
     return State::loading;
 }
 

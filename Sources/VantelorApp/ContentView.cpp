@@ -1,7 +1,5 @@
 #include "ContentView.h"
 
-#include <sys/stat.h>
-
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QHBoxLayout>
@@ -18,12 +16,14 @@
 #include <QToolButton>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <QtConcurrent>
 
 #include "Appearance.h"
 #include "FilterBar.h"
 #include "HeaderBar.h"
 #include "HeaderResizeHandle.h"
 #include "InspectorView.h"
+#include "Model/LaunchOpener.h"
 #include "Model/LibraryModel.h"
 #include "NavigatorView.h"
 #include "PhotoGridView.h"
@@ -107,6 +107,7 @@ ContentView::ContentView(LibraryModel& library, bool previewOnly, QWidget* paren
     : QWidget(parent)
     , m_library(library)
     , m_previewOnly(previewOnly)
+    , m_dropOpener(new LaunchOpener(library, this))
 {
     setMinimumSize(1040, 680);
     auto* layout = new QVBoxLayout(this);
@@ -512,12 +513,11 @@ void ContentView::dropEvent(QDropEvent* event)
     for (const QUrl& url : event->mimeData()->urls()) {
         if (!url.isLocalFile())
             continue;
-        QString path = Paths::fromFileUrl(url.toString(QUrl::FullyEncoded));
-        struct stat info {};
-        // A dropped photo opens the folder that holds it.
-        if (::stat(Paths::encode(path).constData(), &info) == 0 && !S_ISDIR(info.st_mode))
-            path = Paths::parent(path);
-        m_library.open(path);
+        // Whether it names a folder or a photo (which opens its folder, selected) is a question
+        // for the disk, and the GUI thread never waits on one.
+        const QByteArray argument = url.toString(QUrl::FullyEncoded).toUtf8();
+        QtConcurrent::run([argument] { return LaunchTarget::resolve(argument, QString()); })
+            .then(this, [this](const LaunchTarget& target) { m_dropOpener->open({target}); });
         event->acceptProposedAction();
         return;
     }

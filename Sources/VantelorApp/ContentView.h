@@ -18,6 +18,7 @@ namespace vantelor {
 class FilterBar;
 class HeaderBar;
 class InspectorView;
+class LaunchOpener;
 class LibraryModel;
 class PhotoGridView;
 class PhotoListModel;
@@ -70,6 +71,8 @@ private:
 
     LibraryModel& m_library;
     bool m_previewOnly;
+    // Drops open like a launch: a photo opens its folder and is selected there.
+    LaunchOpener* m_dropOpener = nullptr;
     PhotoListModel* m_photos = nullptr;
     HeaderBar* m_header = nullptr;
     QTabBar* m_tabBar = nullptr;

@@ -47,7 +47,8 @@ ExifInfo withThumbnail(const QByteArray& jpeg)
 } // namespace
 
 // What each kind of damage becomes: a damaged embedded preview is passed over for the next
-// source; a last source decoded only in part is shown but marked; no data at all is unreadable.
+// source; a last source decoded only in part, or a cut preview where nothing else decodes, is
+// shown but marked; no data at all is unreadable.
 TEST(DamagedPreview, FallsThroughOrIsMarked)
 {
     using Source = PreviewResult::Source;
@@ -59,8 +60,8 @@ TEST(DamagedPreview, FallsThroughOrIsMarked)
          Source::thumbnail},
         {"EXIF thumbnail cut short", "cut-thumb.jpg", makeJpeg(patternImage(800, 600), 85, withThumbnail(cut(thumbnail, 0.5))),
          true, false, Source::fullImage},
-        // Its raw data is a dummy that LibRaw cannot decode either.
-        {"NEF preview cut short", "cut.nef", cutNef(), false, false, Source::fullImage},
+        // Its raw data is a dummy that LibRaw cannot decode either: the cut preview is all there is.
+        {"NEF preview cut short", "cut.nef", cutNef(), true, true, Source::nikonPreview},
         {"DNG cut in its sensor data", "cut.dng", damagedDng(0.5), true, true, Source::fullImage},
         {"DNG without sensor data", "zero.dng", damagedDng(0), false, false, Source::fullImage},
     };

@@ -180,8 +180,9 @@ Result<PreviewResult> decode(const PhotoItem& item, int dimension)
         return unreadable;
 
     // The NEF's own preview first: a few kilobytes of structure and one JPEG, no raw data.
-    if (auto jpeg = NikonPreview::jpeg(item.url)) {
-        if (auto image = JpegDecoder::decode(*jpeg, dimension, JpegDecoder::Damage::refused)) {
+    const std::optional<QByteArray> nikonJpeg = NikonPreview::jpeg(item.url);
+    if (nikonJpeg) {
+        if (auto image = JpegDecoder::decode(*nikonJpeg, dimension, JpegDecoder::Damage::refused)) {
             // The raw file's orientation, not the JPEG's: Nikon's previews are stored unrotated.
             const ImageProperties properties = ImageProperties::read(item.url);
             PreviewResult result;
@@ -206,10 +207,21 @@ Result<PreviewResult> decode(const PhotoItem& item, int dimension)
         result.usedFallback = true;
         result.source = PreviewResult::Source::fullImage;
     }
+    const ImageProperties& properties = sources->properties;
+    if (!image || image->isNull()) {
+        // Nothing decodes whole: an embedded preview cut short still shows the frame, marked.
+        const QByteArray* embedded = nikonJpeg ? &*nikonJpeg
+            : properties.embedded && properties.embedded->isJpeg ? &properties.embedded->bytes : nullptr;
+        if (embedded) {
+            image = upright(JpegDecoder::decode(*embedded, dimension, JpegDecoder::Damage::tolerated), properties);
+            result.damaged = true;
+            result.usedFallback = false;
+            result.source = nikonJpeg ? PreviewResult::Source::nikonPreview : PreviewResult::Source::thumbnail;
+        }
+    }
     if (!image || image->isNull())
         return unreadable;
 
-    const ImageProperties& properties = sources->properties;
     const int target = std::min(std::max(properties.pixelWidth, properties.pixelHeight), dimension);
     if (result.source == PreviewResult::Source::thumbnail && upgradesSmallThumbnails(item.url) && longerSide(*image) < target) {
         // A clean small thumbnail is worth more than a large frame that is partly missing.

@@ -45,24 +45,20 @@ const QString unsupported = QStringLiteral("Perfil de atajos no compatible");
 TEST(ActionID, RawValuesRoundTripAndNamesAreDistinct)
 {
     QSet<QString> raws, titles;
-    for (size_t i = 0; i < ActionIDs::allCases.size(); ++i) {
-        const ActionID action = ActionIDs::allCases[i];
-        EXPECT_EQ(int(action), int(i));
+    for (const ActionID action : ActionIDs::allCases) {
         EXPECT_EQ(ActionIDs::fromRawValue(ActionIDs::rawValue(action)), action);
         raws.insert(ActionIDs::rawValue(action));
         titles.insert(ActionIDs::title(action));
     }
     EXPECT_EQ(raws.size(), qsizetype(ActionIDs::allCases.size()));
     EXPECT_EQ(titles.size(), qsizetype(ActionIDs::allCases.size()));
-    EXPECT_EQ(ActionIDs::title(ActionID(ActionIDs::allCases.size())), QString());
-    for (const char* bad : {"", "Next", "rating6", "next ", "labelnone"})
+    for (const char* bad : {"", "Next", "next ", "labelnone"})
         EXPECT_FALSE(ActionIDs::fromRawValue(QString::fromUtf8(bad))) << bad;
 }
 
-TEST(ShortcutProfile, DefaultsAreValidAndBasicTriggersAreExactlyThem)
+TEST(ShortcutProfile, BasicTriggersAreExactlyTheDefaultsAndLookupTakesTheFirstMatch)
 {
     const ShortcutProfile& defaults = ShortcutProfile::defaults();
-    EXPECT_TRUE(defaults.validated().ok());
     EXPECT_EQ(defaults.preservingDefaults(), defaults);
     for (const ShortcutBinding& binding : defaults.bindings) {
         // The display takes no part in equality, so another one is still the basic trigger.
@@ -73,21 +69,10 @@ TEST(ShortcutProfile, DefaultsAreValidAndBasicTriggersAreExactlyThem)
         other.modifiers |= option;
         EXPECT_FALSE(ShortcutProfile::isBasic(other)) << binding.trigger.display.toStdString();
     }
-    EXPECT_FALSE(ShortcutProfile::isBasic(key(23, command)));
-    EXPECT_FALSE(ShortcutProfile::isBasic(InputTrigger::mouse(123, 0, {})));
     EXPECT_NE(InputTrigger::mouse(5, 0, {}), key(5));
-}
-
-TEST(ShortcutProfile, LooksUpTheFirstMatchingBinding)
-{
-    const ShortcutProfile& defaults = ShortcutProfile::defaults();
-    EXPECT_EQ(defaults.action(key(23, shift)), ActionID::rating5);
-    EXPECT_EQ(defaults.action(key(23)), ActionID::rating5);
     EXPECT_EQ(defaults.action(key(29)), ActionID::clearMarks);
     EXPECT_EQ(defaults.action(key(29, shift)), ActionID::rating0);
-    EXPECT_EQ(defaults.action(key(18, shift)), std::nullopt);
     EXPECT_EQ(defaults.action(mouse(23)), std::nullopt);
-
     // An invalid profile with a repeated trigger still answers with the first binding.
     ShortcutProfile twice;
     twice.bindings = {{ActionID::copy, mouse(3)}, {ActionID::move, mouse(3)}};
@@ -106,15 +91,10 @@ TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
     };
     const ShortcutProfile result = custom.preservingDefaults();
     const qsizetype n = ShortcutProfile::defaults().bindings.size();
-    ASSERT_EQ(result.bindings.size(), n + 3);
     EXPECT_EQ(result.bindings.mid(0, n), ShortcutProfile::defaults().bindings);
-    EXPECT_EQ(result.bindings[n], (ShortcutBinding{ActionID::move, mouse(3)}));
-    EXPECT_EQ(result.bindings[n + 1].action, ActionID::labelPurple);
-    EXPECT_EQ(result.bindings[n + 2], (ShortcutBinding{ActionID::copy, mouse(4)}));
-    EXPECT_EQ(result.action(key(5)), ActionID::sheet);
+    EXPECT_EQ(result.bindings.mid(n), (QList<ShortcutBinding>{custom.bindings[1], custom.bindings[2], custom.bindings[4]}));
     EXPECT_EQ(result.bindings[2].trigger.display, QStringLiteral("G"));
     EXPECT_TRUE(result.validated().ok());
-
     // The version is carried, so an unsupported file stays unsupported.
     custom.version = 2;
     EXPECT_EQ(custom.preservingDefaults().version, 2);
@@ -132,7 +112,6 @@ TEST(ShortcutProfile, ValidationRules)
 
     const Row rows[] = {
         {"defaults", ShortcutProfile::defaults(), QStringLiteral("(válido)")},
-        {"empty", ShortcutProfile{}, QStringLiteral("(válido)")},
         {"version 2", version2, unsupported},
         {"same trigger, other display",
          withCustom({{ActionID::copy, key(14, option, QStringLiteral("⌥E"))},
@@ -142,11 +121,9 @@ TEST(ShortcutProfile, ValidationRules)
          QStringLiteral("Atajo duplicado: g")},
         {"command Q", withCustom({{ActionID::copy, key(12, command)}}), reserved},
         {"command Q with caps lock bit", withCustom({{ActionID::copy, key(12, command | 0x10000)}}), reserved},
-        {"plain Q", withCustom({{ActionID::copy, key(12)}}), QStringLiteral("(válido)")},
         {"mouse 12 with command is no key", withCustom({{ActionID::copy, mouse(12, command)}}),
          QStringLiteral("(válido)")},
         {"left button", withCustom({{ActionID::copy, mouse(0)}}), mouseRule},
-        {"middle button", withCustom({{ActionID::copy, mouse(2)}}), QStringLiteral("(válido)")},
         // The first offending binding in list order decides the message.
         {"left button before a duplicate",
          withCustom({{ActionID::copy, mouse(0)}, {ActionID::move, key(5, 0, QStringLiteral("G"))}}), mouseRule},
@@ -160,12 +137,6 @@ TEST(ShortcutProfile, ValidationRules)
     for (const Row& row : rows)
         EXPECT_EQ(failureOf(row.profile.validated()), row.expected) << row.name;
 
-    // A failing profile reports a rule, never anything else.
-    const Result<ShortcutProfile> failed = version2.validated();
-    ASSERT_FALSE(failed.ok());
-    const auto* error = std::get_if<WorkflowError>(&failed.failure());
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->kind(), WorkflowError::Kind::invalid);
 }
 
 TEST(ShortcutProfile, AtMostTwoHundredBindings)
@@ -180,12 +151,10 @@ TEST(ShortcutProfile, AtMostTwoHundredBindings)
     EXPECT_EQ(failureOf(sized(201).validated()), unsupported);
 
     ShortcutProfile full = sized(200);
-    const Status added = full.bind(mouse(400), ActionID::move, false);
-    EXPECT_EQ(added.message(), unsupported);
+    EXPECT_EQ(full.bind(mouse(400), ActionID::move, false).message(), unsupported);
     EXPECT_EQ(full, sized(200));
     // Taking over a binding does not grow the list, so it is still possible when full.
     EXPECT_TRUE(full.bind(mouse(2), ActionID::move, true).ok());
-    EXPECT_EQ(full.action(mouse(2)), ActionID::move);
 }
 
 TEST(ShortcutProfile, BindFollowsTheRulesAndLeavesTheProfileOnFailure)
@@ -205,7 +174,6 @@ TEST(ShortcutProfile, BindFollowsTheRulesAndLeavesTheProfileOnFailure)
          QStringLiteral("Este atajo básico se conserva para Alternar hoja de contactos")},
         {"taken by copy", mouse(3), ActionID::move, false, QStringLiteral("Ya está asignado a Copiar selección…")},
         {"command Q", key(12, command), ActionID::copy, false, reserved},
-        {"left button", mouse(0), ActionID::copy, false, mouseRule},
         {"right button", mouse(1), ActionID::labelPurple, true, mouseRule},
     };
     for (const Row& row : rows) {
@@ -213,11 +181,7 @@ TEST(ShortcutProfile, BindFollowsTheRulesAndLeavesTheProfileOnFailure)
         const Status status = profile.bind(row.trigger, row.action, row.replacing);
         EXPECT_EQ(status.message(), row.expected) << row.name;
         EXPECT_EQ(profile, start) << row.name;
-        if (!status.ok()) {
-            const auto* error = std::get_if<WorkflowError>(&status.failure());
-            ASSERT_NE(error, nullptr) << row.name;
-            EXPECT_EQ(error->kind(), WorkflowError::Kind::invalid) << row.name;
-        }
+        EXPECT_TRUE(std::holds_alternative<WorkflowError>(status.failure())) << row.name;
     }
 }
 
@@ -236,17 +200,14 @@ TEST(ShortcutProfile, BindAddsReplacesOrLeavesAlone)
     ShortcutProfile added = start;
     ASSERT_TRUE(added.bind(mouse(2), ActionID::copy, false).ok());
     ASSERT_EQ(added.bindings.size(), n + 1);
-    EXPECT_EQ(added.bindings.last(), (ShortcutBinding{ActionID::copy, mouse(2)}));
-    // The earlier trigger of the same action stays.
-    EXPECT_EQ(added.action(mouse(3)), ActionID::copy);
+    // Appended; the earlier trigger of the same action stays.
+    EXPECT_EQ(added.bindings.mid(n - 1), (QList<ShortcutBinding>{{ActionID::copy, mouse(3)}, {ActionID::copy, mouse(2)}}));
 
     ShortcutProfile replaced = withCustom({{ActionID::copy, mouse(3)}, {ActionID::move, mouse(4)}});
     ASSERT_TRUE(replaced.bind(InputTrigger::mouse(3, 0, QStringLiteral("nuevo")), ActionID::labelPurple, true).ok());
     const qsizetype firstCustom = ShortcutProfile::defaults().bindings.size();
     ASSERT_EQ(replaced.bindings.size(), firstCustom + 2);
     // Taken over in place: the position is kept.
-    EXPECT_EQ(replaced.bindings[firstCustom].action, ActionID::labelPurple);
-    EXPECT_EQ(replaced.bindings[firstCustom].trigger, mouse(3));
-    EXPECT_EQ(replaced.bindings[firstCustom + 1].action, ActionID::move);
-    EXPECT_TRUE(replaced.validated().ok());
+    EXPECT_EQ(replaced.bindings.mid(firstCustom),
+              (QList<ShortcutBinding>{{ActionID::labelPurple, mouse(3)}, {ActionID::move, mouse(4)}}));
 }

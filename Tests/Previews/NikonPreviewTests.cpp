@@ -88,12 +88,8 @@ TEST(NikonPreview, RefusesWhatBreaksTheRulesAndBoundsEveryWalk)
     loop.raw(0x14A, 4, 1, 8);  // SubIFDs pointing back at IFD0 itself
     const struct { const char* name; QByteArray file; bool found; } rows[] = {
         {"empty", {}, false},
-        {"header cut", nef.left(7), false},
-        {"header only", nef.left(8), false},
-        {"structure cut", nef.left(200), false},
         {"bad byte-order mark", QByteArray("X") + nef.mid(1), false},
         {"bad magic", nef.left(3) + char(43) + nef.mid(4), false},
-        {"first IFD past the end", nef.left(4) + QByteArray("\x7F\xFF\xFF\xFF", 4) + nef.mid(8), false},
         {"zero length", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 0)), false},
         {"over 32 MiB", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 33'554'433)), false},
         {"past the end", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 100'000)), false},

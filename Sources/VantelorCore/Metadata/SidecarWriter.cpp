@@ -180,6 +180,15 @@ Status SidecarWriter::synchroniseFolder(const QString& folder) const
     return Done{};
 }
 
+int SidecarWriter::synchroniseFile(int fd, const QString& path) const
+{
+    if (!m_seam.synchronise)
+        return 0;
+    if (const int error = m_seam.failSync ? m_seam.failSync(path) : 0)
+        return error;
+    return ::fsync(fd) == 0 ? 0 : errno;
+}
+
 Status SidecarWriter::createExclusive(const QByteArray& data, const QString& path)
 {
     FileDescriptor fd(::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
@@ -193,7 +202,7 @@ Status SidecarWriter::createExclusive(const QByteArray& data, const QString& pat
         return WorkflowError::io(
             QStringLiteral("No se pudo completar el XMP. Revisa el espacio libre y la conexión del disco."));
     }
-    if (m_seam.synchronise && ::fsync(fd.get()) != 0) {
+    if (synchroniseFile(fd.get(), path) != 0) {
         discardCreated(fd.get(), path);
         return WorkflowError::io(QStringLiteral("El disco no confirmó el guardado del XMP."));
     }

@@ -60,6 +60,8 @@ private:
     // 0, or the error number of renameat2 with the given flags.
     int renameWithFlags(const QString& from, const QString& to, unsigned int flags) const;
     Status synchroniseFolder(const QString& folder) const;
+    // 0, or the error number of the sync of a file this save created in place.
+    int synchroniseFile(int fd, const QString& path) const;
 
     XMPSaveSeam m_seam;
 };

@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include <QString>
+
 namespace vantelor {
 
 // The points between the steps of a save at which another program may act. Tests put a real
@@ -25,6 +27,9 @@ struct XMPSaveSeam {
     bool unsupportedRenames = false;
     // Benchmarks measure the work without the disk's own latency; everything else synchronises.
     bool synchronise = true;
+    // A disk that does not confirm a file created in place: the error number its sync fails
+    // with for that path, or 0 to let the real sync run.
+    std::function<int(const QString& path)> failSync;
 };
 
 } // namespace vantelor

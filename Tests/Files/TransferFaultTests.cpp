@@ -236,23 +236,3 @@ TEST(TransferFaults, AMoveToAnotherFileSystemCopiesAndVerifies)
         ::rmdir(Paths::encode(dest).constData());
     }
 }
-
-TEST(TransferFaults, ASparseFiveGigabyteFileTravels)
-{
-    if (qEnvironmentVariableIsEmpty("VANTELOR_LARGE_FILE_TESTS"))
-        GTEST_SKIP() << "hashes 5 GB several times; set VANTELOR_LARGE_FILE_TESTS=1 to run";
-    Shoot fixture;
-    const QString big = fixture.box.file(QStringLiteral("src/HUGE.TIF"));
-    writeFile(big, "cabecera");
-    const qint64 size = 5LL * 1024 * 1024 * 1024 + 7;
-    ASSERT_EQ(::truncate(Paths::encode(big).constData(), size), 0);
-    writeFile(fixture.box.file(QStringLiteral("src/HUGE.xmp")), "x");
-    FileWorkflow workflow;
-    const auto plan = workflow.plan({big}, fixture.dest, TransferKind::move).result();
-    ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
-    EXPECT_EQ(plan->items.first().bytes, size);
-    const auto receipt = workflow.execute(*plan).result();
-    ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
-    EXPECT_EQ(FileStat::read(Paths::join(fixture.dest, "HUGE.TIF"))->size, size);
-    EXPECT_EQ(*FileWorkflow::digest(Paths::join(fixture.dest, "HUGE.TIF")), plan->items.first().digest);
-}

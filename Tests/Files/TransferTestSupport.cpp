@@ -23,14 +23,6 @@ QByteArray patternBytes(qsizetype size, int seed)
     return bytes;
 }
 
-Originals originalsOf(const QStringList& paths)
-{
-    Originals originals;
-    for (const QString& path : paths)
-        originals[path] = readFile(path);
-    return originals;
-}
-
 int expectNothingLost(const Originals& originals, const QString& destination)
 {
     int atDestination = 0;
@@ -69,16 +61,8 @@ FailingFileSystem::FailingFileSystem(Call call, int occurrence, int error, bool 
 
 const char* FailingFileSystem::callName(Call call)
 {
-    switch (call) {
-    case Call::copy: return "copy";
-    case Call::rename: return "rename";
-    case Call::remove: return "remove";
-    case Call::createFolder: return "createFolder";
-    case Call::removeFolder: return "removeFolder";
-    case Call::writeNewFile: return "writeNewFile";
-    case Call::sync: return "sync";
-    }
-    return "?";
+    static const char* const names[] = {"copy", "rename", "remove", "createFolder", "removeFolder", "writeNewFile", "sync"};
+    return names[int(call)];
 }
 
 Status FailingFileSystem::pass(Call call, const QString& path, const std::function<Status()>& real)
@@ -138,12 +122,14 @@ Status FailingFileSystem::sync(const QString& path)
     return pass(Call::sync, path, [] { return Status(Done{}); });
 }
 
-Shoot::Shoot(int count, qsizetype photoBytes)
+Shoot::Shoot(int count, qsizetype photoBytes, bool twins, const QString& where) : box(where)
 {
     for (int n = 1; n <= count; ++n) {
         const QString base = QStringLiteral("src/DSC_%1").arg(n, 4, 10, QLatin1Char('0'));
-        photos.append(box.write(base + QStringLiteral(".NEF"), patternBytes(photoBytes + n, n)));
+        photos.append(box.write(base + QStringLiteral(".NEF"), patternBytes(photoBytes + n * (twins ? 512 : 1), n)));
         box.write(base + QStringLiteral(".xmp"), patternBytes(300 + n, 10 + n));
+        if (twins && n % 2 == 0)
+            box.write(base + QStringLiteral(".JPG"), patternBytes(6 * 1024 + n, 200 + n));
     }
     for (const QString& name : visibleNames(src))
         originals[Paths::join(src, name)] = readFile(Paths::join(src, name));

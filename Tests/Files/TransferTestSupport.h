@@ -19,7 +19,6 @@ QByteArray patternBytes(qsizetype size, int seed);
 
 // What a test knows about the originals of a transfer: path and bytes.
 using Originals = std::map<QString, QByteArray>;
-Originals originalsOf(const QStringList& paths);
 
 // The promise that nothing is lost, checked after anything at all happened: every original's
 // bytes are at its own path, in a ".vantelor-move-recovery/<id>/" folder beside it, or under
@@ -64,10 +63,11 @@ private:
     int m_counts[7] = {};
 };
 
-// A folder "src" of NEF photos (DSC_0001.NEF …), each with a ".xmp" sidecar, and an empty
-// folder "dest" beside it.
+// A folder "src" of NEF photos (DSC_0001.NEF …), each with a ".xmp" sidecar and, with twins, every
+// second one with a JPEG as well, and an empty folder "dest" beside it; in a folder made from
+// `where` (a QTemporaryDir template) when given.
 struct Shoot {
-    explicit Shoot(int count = 2, qsizetype photoBytes = 3000);
+    explicit Shoot(int count = 2, qsizetype photoBytes = 3000, bool twins = false, const QString& where = {});
     Sandbox box;
     QString src = box.mkdir(QStringLiteral("src"));
     QString dest = box.mkdir(QStringLiteral("dest"));

@@ -35,22 +35,19 @@ QStringList namesInOrder(QList<PhotoItem> items)
 TEST(PhotoItem, OnlyRegularFilesWithAPhotoExtensionArePhotos)
 {
     Sandbox box;
+    box.mkdir(QStringLiteral("b.jpg"));
+    box.symlink(box.write(QStringLiteral("DSC_0001.NEF"), "data"), QStringLiteral("c.nef"));
     const struct { const char* name; bool photo; } rows[] = {
-        {"DSC_0001.NEF", true}, {"a.JpEg", true}, {"x.Cr3", true}, {"b.heif", true}, {"c.TIFF", true},
-        {"a.raf", false}, {"a.xmp", false}, {"a", false}, {".nef", false}, {"nef", false}, {"a.nef.bak", false},
+        {"DSC_0001.NEF", true}, {"a.JpEg", true}, {"b.heif", true}, {"a.raf", false}, {"a.xmp", false},
+        {".nef", false}, {"a.nef.bak", false}, {"b.jpg", false}, {"c.nef", false},
     };
     for (const auto& row : rows) {
-        const QString path = box.write(QString::fromUtf8(row.name), "data");
+        const QString path = box.file(QString::fromUtf8(row.name));
+        if (!box.exists(QString::fromUtf8(row.name)))
+            box.write(QString::fromUtf8(row.name), "data");
         const auto inspected = PhotoItem::inspect(path);
         ASSERT_TRUE(inspected.ok()) << row.name;
         EXPECT_EQ(inspected->has_value(), row.photo) << row.name;
-    }
-    box.mkdir(QStringLiteral("b.jpg"));
-    box.symlink(box.file(QStringLiteral("DSC_0001.NEF")), QStringLiteral("c.nef"));
-    for (const char* name : {"b.jpg", "c.nef"}) {
-        const auto inspected = PhotoItem::inspect(box.file(QString::fromUtf8(name)));
-        ASSERT_TRUE(inspected.ok()) << name;
-        EXPECT_FALSE(inspected->has_value()) << name;
     }
 }
 
@@ -85,10 +82,6 @@ TEST(PhotoItem, NamesSortAsAFileBrowserDoesWithAPathTieBreak)
     // Accents are letters of their own place, not bytes above "z".
     EXPECT_EQ(namesInOrder({item("/f/f.jpg"), item("/f/é.jpg"), item("/f/e.jpg")}),
               (QStringList{"/f/e.jpg", "/f/é.jpg", "/f/f.jpg"}));
-}
-
-TEST(PhotoItem, RecordsWithoutASortKeyOrderLikeRecordsWithOne)
-{
     // Records built field by field (no collation key kept) must agree with scanned ones.
     PhotoItem bare;
     bare.url = QStringLiteral("/f/IMG_9.nef");

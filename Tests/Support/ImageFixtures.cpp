@@ -17,6 +17,18 @@ constexpr quint16 tagMake = 0x10F, tagModel = 0x110, tagOrientation = 0x112;
 constexpr quint16 tagExposureTime = 0x829A, tagFNumber = 0x829D, tagIso = 0x8827;
 constexpr quint16 tagDateTimeOriginal = 0x9003, tagLensModel = 0xA434, tagExifVersion = 0x9000;
 
+QByteArray compress(const uchar* pixels, const QImage& image, int pitch, int format, int sampling, int quality, int flags)
+{
+    tjhandle handle = tjInitCompress();
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    const int rc = tjCompress2(handle, pixels, image.width(), pitch, image.height(), format, &buffer, &size, sampling, quality, flags);
+    QByteArray jpeg = rc == 0 ? QByteArray(reinterpret_cast<const char*>(buffer), qsizetype(size)) : QByteArray();
+    tjFree(buffer);
+    tjDestroy(handle);
+    return jpeg;
+}
+
 } // namespace
 
 void addIfd0Tags(TiffIfd& ifd0, const ExifInfo& info)
@@ -106,14 +118,7 @@ QByteArray exifApp1(const ExifInfo& info, bool littleEndian)
 QByteArray makeJpeg(const QImage& source, int quality, const std::optional<ExifInfo>& info)
 {
     const QImage image = source.convertToFormat(QImage::Format_RGB888);
-    tjhandle handle = tjInitCompress();
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    const int rc = tjCompress2(handle, image.constBits(), image.width(), int(image.bytesPerLine()), image.height(),
-                               TJPF_RGB, &buffer, &size, TJSAMP_420, quality, TJFLAG_ACCURATEDCT);
-    QByteArray jpeg = rc == 0 ? QByteArray(reinterpret_cast<const char*>(buffer), qsizetype(size)) : QByteArray();
-    tjFree(buffer);
-    tjDestroy(handle);
+    QByteArray jpeg = compress(image.constBits(), image, int(image.bytesPerLine()), TJPF_RGB, TJSAMP_420, quality, TJFLAG_ACCURATEDCT);
     if (jpeg.isEmpty() || !info)
         return jpeg;
 
@@ -133,15 +138,7 @@ QByteArray makeCmykJpeg(const QImage& source)
             const QRgb p = image.pixel(x, y);
             cmyk.append(char(qRed(p))).append(char(qGreen(p))).append(char(qBlue(p))).append(char(255));
         }
-    tjhandle handle = tjInitCompress();
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    const int rc = tjCompress2(handle, reinterpret_cast<const unsigned char*>(cmyk.constData()), image.width(), 0,
-                               image.height(), TJPF_CMYK, &buffer, &size, TJSAMP_444, 90, 0);
-    QByteArray jpeg = rc == 0 ? QByteArray(reinterpret_cast<const char*>(buffer), qsizetype(size)) : QByteArray();
-    tjFree(buffer);
-    tjDestroy(handle);
-    return jpeg;
+    return compress(reinterpret_cast<const uchar*>(cmyk.constData()), image, 0, TJPF_CMYK, TJSAMP_444, 90, 0);
 }
 
 QByteArray jpegSegment(uchar type, const QByteArray& payload)

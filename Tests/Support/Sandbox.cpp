@@ -16,7 +16,10 @@
 
 namespace vantelor::test {
 
-Sandbox::Sandbox() : m_path(Paths::clean(m_dir.path())) {}
+Sandbox::Sandbox(const QString& where)
+    : m_dir(where.isEmpty() ? QTemporaryDir() : QTemporaryDir(where)), m_path(Paths::clean(m_dir.path()))
+{
+}
 
 namespace {
 
@@ -81,8 +84,7 @@ QByteArray Sandbox::read(const QString& relative) const
 
 bool Sandbox::exists(const QString& relative) const
 {
-    struct stat st {};
-    return lstat(Paths::encode(file(relative)).constData(), &st) == 0;
+    return pathExists(file(relative));
 }
 
 QByteArray readFile(const QString& path)

@@ -15,7 +15,8 @@ namespace vantelor::test {
 // (see Paths), so a name with bytes that are not UTF-8 can be created and found again.
 class Sandbox {
 public:
-    Sandbox();
+    // In the system's temporary folder, or where a QTemporaryDir template says.
+    explicit Sandbox(const QString& where = {});
     // Removes the folder with the system's own calls, so that names which are not UTF-8 (which
     // QTemporaryDir cannot name) and read-only folders go too.
     ~Sandbox();

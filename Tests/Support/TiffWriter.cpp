@@ -19,17 +19,20 @@ TiffIfd& TiffIfd::ascii(quint16 tag, const QByteArray& text)
 
 TiffIfd& TiffIfd::shorts(quint16 tag, const QList<quint16>& values)
 {
-    return add({.tag = tag, .type = typeShort, .count = quint32(values.size()), .shortValues = values});
+    return add({.tag = tag, .type = typeShort, .count = quint32(values.size()), .numbers = QList<quint32>(values.begin(), values.end())});
 }
 
 TiffIfd& TiffIfd::longs(quint16 tag, const QList<quint32>& values)
 {
-    return add({.tag = tag, .type = typeLong, .count = quint32(values.size()), .longValues = values});
+    return add({.tag = tag, .type = typeLong, .count = quint32(values.size()), .numbers = values});
 }
 
 TiffIfd& TiffIfd::rationals(quint16 tag, const QList<QPair<quint32, quint32>>& values)
 {
-    return add({.tag = tag, .type = typeRational, .count = quint32(values.size()), .rationalValues = values});
+    QList<quint32> parts;
+    for (const auto& [numerator, denominator] : values)
+        parts << numerator << denominator;
+    return add({.tag = tag, .type = typeRational, .count = quint32(values.size()), .numbers = parts});
 }
 
 TiffIfd& TiffIfd::bytes(quint16 tag, Type type, const QByteArray& data)
@@ -155,21 +158,12 @@ private:
     }
     QByteArray encoded(const TiffIfd::Entry& e) const
     {
-        if (!e.shortValues.isEmpty()) {
-            QByteArray b;
-            for (quint16 v : e.shortValues)
-                b.append(enc16(v));
-            return b;
-        }
-        if (!e.longValues.isEmpty())
-            return encodeLongs(e.longValues);
-        if (!e.rationalValues.isEmpty()) {
-            QByteArray b;
-            for (const auto& [n, d] : e.rationalValues)
-                b.append(enc32(n)).append(enc32(d));
-            return b;
-        }
-        return e.value;
+        if (e.numbers.isEmpty())
+            return e.value;
+        QByteArray b;
+        for (quint32 v : e.numbers)
+            b.append(e.type == TiffIfd::typeShort ? enc16(quint16(v)) : enc32(v));
+        return b;
     }
     void writeValue(qsizetype at, const QByteArray& value)
     {

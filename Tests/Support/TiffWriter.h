@@ -33,10 +33,8 @@ public:
         quint16 tag = 0;
         quint16 type = 0;
         quint32 count = 0;
-        QByteArray value = {};           // encoded in the file's byte order when written
-        QList<quint16> shortValues = {}; // kept raw so that byte order is applied at write time
-        QList<quint32> longValues = {};
-        QList<QPair<quint32, quint32>> rationalValues = {};
+        QByteArray value = {};
+        QList<quint32> numbers = {};     // SHORT, LONG or RATIONAL parts, in the file's byte order when written
         bool rawField = false;
         quint32 rawValue = 0;
         QList<TiffIfd> children = {};    // pointer tags

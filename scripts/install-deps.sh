@@ -18,6 +18,7 @@ test_pkgs=(
   xvfb xauth time imagemagick
   exiv2 libimage-exiftool-perl libvips-tools libjpeg-turbo-progs hyperfine
   desktop-file-utils appstream dpkg-dev
+  libc-l10n
 )
 
 pkgs=("${build_pkgs[@]}")

@@ -78,13 +78,13 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"scan a file", {"scan", "@/profile.json"}, 1, "Carpeta no disponible o ilegible: ", {}},
         {"dates", {"dates", "--json", "@/photos", "@/photos/IMG_10.jpg"}, 0, {}, {"dates"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("dates")].toObject().size(), 2); }},
-        {"dates of nothing", {"dates", "@/none.nef"}, 1, "@/none.nef: No such file or directory", {}},
+        {"dates of nothing", {"dates", "@/none.nef"}, 1, "@/none.nef: No existe el fichero o el directorio", {}},
         {"dates of a pipe", {"dates", "@/pipe.NEF"}, 1, "@/pipe.NEF: no es un archivo normal", {}},
         {"folders", {"folders", "--json", "@/photos"}, 0, {}, {"folder", "folders"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("folders")].toArray().size(), 1); }},
-        {"folders of nothing", {"folders", "@/none"}, 1, "@/none: No such file or directory", {}},
+        {"folders of nothing", {"folders", "@/none"}, 1, "@/none: No existe el fichero o el directorio", {}},
         {"mkdir", {"mkdir", "--json", "@/photos", "día 2"}, 0, {}, {"path"}},
-        {"mkdir again", {"mkdir", "@/photos", "día 2"}, 1, "No se pudo crear la carpeta: File exists", {}},
+        {"mkdir again", {"mkdir", "@/photos", "día 2"}, 1, "No se pudo crear la carpeta: El fichero ya existe", {}},
         {"mkdir blank", {"mkdir", "@/photos", "  "}, 1, "Elige un nombre de carpeta válido", {}},
         {"plan", {"plan", "--copy", "--json", "@/src/B.NEF", "--to", "@/dest"}, 0, {}, {},
          [](const CliRun& run) {
@@ -101,7 +101,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"copy over a copy", {"move", "--yes", "@/src/B.NEF", "--to", "@/dest"}, 1,
          "El destino ya contiene B.NEF; no se sobrescribirá nada", {}},
         {"nef-preview", {"nef-preview", "--json", "@/src/B.NEF", "--out", "@/B.jpg"}, 0, {}, {"length", "offset"}},
-        {"nef-preview over a file", {"nef-preview", "@/src/B.NEF", "--out", "@/B.jpg"}, 1, "@/B.jpg: File exists", {}},
+        {"nef-preview over a file", {"nef-preview", "@/src/B.NEF", "--out", "@/B.jpg"}, 1, "@/B.jpg: El fichero ya existe", {}},
         {"nef-preview of a JPEG", {"nef-preview", "@/photos/IMG_10.jpg"}, 1, "No hay ninguna vista previa JPEG incrustada en ", {}},
         {"preview", {"preview", "--json", "--size", "100", "@/photos/IMG_2.NEF", "@/profile.json"}, 1, {},
          {"damaged", "height", "metadata", "path", "usedFallback", "width"},
@@ -134,7 +134,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
          }},
         {"shortcuts check", {"shortcuts", "check", "@/profile.json"}, 1,
          "Perfil de atajos ilegible: acción desconocida \"print\" en bindings[0].action", {}},
-        {"shortcuts check of nothing", {"shortcuts", "check", "@/none.json"}, 1, "@/none.json: No such file or directory", {}},
+        {"shortcuts check of nothing", {"shortcuts", "check", "@/none.json"}, 1, "@/none.json: No existe el fichero o el directorio", {}},
         {"unknown shortcuts order", {"shortcuts", "export"}, 2, "Orden desconocida: shortcuts export", {}},
         {"xmp set", {"xmp", "set", "--json", "@/src/B.NEF", "@/src/C.NEF", "--rating", "4"}, 1, "@/src/C.NEF: Varios XMP coinciden con C",
          {"raw", "saved", "sidecar"},
@@ -143,13 +143,17 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"xmp set a bad rating", {"xmp", "set", "@/src/B.NEF", "--rating", "6"}, 2, "Valoración no válida: 6", {}},
         {"xmp set a label in capitals", {"xmp", "set", "--json", "@/src/B.NEF", "--label", "GREEN"}, 0, {}, {"raw", "saved", "sidecar"}},
         {"xmp read", {"xmp", "read", "--json", "@/dest/B.NEF"}, 0, {}, {"exists", "label", "rating", "raw", "sidecar"}},
-        {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: No such file or directory", {}},
+        {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: No existe el fichero o el directorio", {}},
         {"unknown xmp order", {"xmp", "write"}, 2, "Subcomando desconocido: write", {}},
     };
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // Keep the preview service's start-up clean-up inside the sandbox.
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), box.file(QStringLiteral("cache")));
+    // A Spanish desktop: the system's own errors come in Spanish too (the C.UTF-8 locale still
+    // reads LANGUAGE), which only happens if the program has set its locale for messages.
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    environment.insert(QStringLiteral("LANGUAGE"), QStringLiteral("es"));
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         QStringList arguments;

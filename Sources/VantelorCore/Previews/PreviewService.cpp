@@ -1,8 +1,10 @@
 #include "Previews/PreviewService.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -21,6 +23,23 @@ namespace {
 constexpr int veryLowPriority = -1000;
 constexpr int normalPriority = 0;
 constexpr int veryHighPriority = 1000;
+// Nice steps of the decoding threads: what the user is looking at ahead of what may come next.
+constexpr int displayNice = 4;
+constexpr int backgroundNice = 10;
+
+// Decoding must not take a core from the window or the display server: a late repaint is felt
+// at once, a late thumbnail hardly. Linux keeps a nice value per thread, so each worker lowers its
+// own, once, relative to the one it started with; it can never raise it again.
+void yieldToTheDesktop(int steps)
+{
+    thread_local int lowered = 0;
+    if (lowered >= steps)
+        return;
+    errno = 0;
+    const int current = ::getpriority(PRIO_PROCESS, ::gettid());
+    if (errno == 0 && ::setpriority(PRIO_PROCESS, ::gettid(), std::min(current + steps - lowered, 19)) == 0)
+        lowered = steps;
+}
 
 bool isStaleCacheName(const char* name)
 {
@@ -212,6 +231,8 @@ void PreviewService::decodeKey(const QString& key, const PhotoItem& item, int di
         if (decoding == m_decodings.end())
             return;
         decoding->queued = nullptr;
+        // Each queue has threads of its own, so a thread always gets the same answer here.
+        yieldToTheDesktop(decoding->pool == &m_backgroundQueue ? backgroundNice : displayNice);
         // Everyone who wanted it gave up before it started: nothing to decode.
         const bool wanted = std::any_of(decoding->waiters.cbegin(), decoding->waiters.cend(),
                                         [](const auto& waiter) { return !waiter->isCancelled(); });

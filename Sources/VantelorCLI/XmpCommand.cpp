@@ -3,6 +3,7 @@
 
 #include "Command.h"
 #include "Library/SessionLabel.h"
+#include "Metadata/SidecarReader.h"
 #include "Metadata/XMPService.h"
 #include "Support/Paths.h"
 
@@ -53,8 +54,8 @@ QString messageFor(const QString& raw, const Result<XMPSnapshot>& result)
 int readSidecars(const QCommandLineParser& parser)
 {
     const QList<QString> raws = cleanedPaths(parser.positionalArguments());
-    XMPService service;
-    const QList<Result<XMPSnapshot>> results = service.readEach(raws, /*checkPhotos=*/true).result();
+    // One process, nothing else writing through it: the reader needs no service of its own.
+    const QList<Result<XMPSnapshot>> results = SidecarReader::readAll(raws, /*checkPhotos=*/true);
 
     bool allRead = true;
     QJsonArray json;
@@ -128,8 +129,8 @@ int saveSidecars(const QCommandLineParser& parser)
     }
 
     const QList<QString> raws = cleanedPaths(parser.positionalArguments());
+    const QList<Result<XMPSnapshot>> snapshots = SidecarReader::readAll(raws, /*checkPhotos=*/true);
     XMPService service;
-    const QList<Result<XMPSnapshot>> snapshots = service.readEach(raws, /*checkPhotos=*/true).result();
     bool allSaved = true;
     QJsonArray json;
     QString text;

@@ -22,17 +22,6 @@ QFuture<Result<XMPSnapshot>> XMPService::read(const QString& raw)
     });
 }
 
-QFuture<QList<Result<XMPSnapshot>>> XMPService::readEach(const QList<QString>& raws, bool checkPhotos)
-{
-    QList<QString> cleaned;
-    cleaned.reserve(raws.size());
-    for (const QString& raw : raws)
-        cleaned.append(Paths::clean(raw));
-    return m_executor.run([cleaned, checkPhotos](const CancelCheck& cancelled) {
-        return SidecarReader::readAll(cleaned, checkPhotos, cancelled);
-    });
-}
-
 QFuture<QList<MetadataReadResult>> XMPService::readMany(const QList<QString>& raws)
 {
     return m_executor.run([raws](const CancelCheck& cancelled) {

@@ -27,9 +27,6 @@ public:
     QFuture<Result<XMPSnapshot>> read(const QString& raw);
     // One result per photo, in input order; never fails as a whole. Callers pass NEF files.
     QFuture<QList<MetadataReadResult>> readMany(const QList<QString>& raws);
-    // As readMany, keeping each failure as a value (its kind, not only its text); with
-    // `checkPhotos`, each photo is first checked as `read` checks it.
-    QFuture<QList<Result<XMPSnapshot>>> readEach(const QList<QString>& raws, bool checkPhotos);
     // Returns the new snapshot, or the given one when the sidecar already held the patch.
     QFuture<Result<XMPSnapshot>> save(const XMPSnapshot& snapshot, const XMPPatch& patch);
 

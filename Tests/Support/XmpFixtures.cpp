@@ -67,11 +67,6 @@ QByteArray captureOne(std::optional<int> rating, std::optional<QString> label)
         x += "  <xmp:Label>" + label->toUtf8().replace('&', "&amp;").replace('<', "&lt;") + "</xmp:Label>\n";
     x += "  <xmp:CreatorTool>Capture One 23 Macintosh</xmp:CreatorTool>\n"
          " </rdf:Description>\n"
-         "\n"
-         " <rdf:Description rdf:about=''\n"
-         "  xmlns:photoshop='http://ns.adobe.com/photoshop/1.0/'>\n"
-         "  <photoshop:Urgency>0</photoshop:Urgency>\n"
-         " </rdf:Description>\n"
          "</rdf:RDF>\n"
          "</x:xmpmeta>\n";
     return x;

@@ -166,9 +166,13 @@ TEST(TransferPlanning, JournalKeepsEveryNameAndNumber)
     EXPECT_EQ(plan->items[0].bytes, 0);
     EXPECT_EQ(plan->items[0].digest, QStringLiteral("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
 
-    // One line of JSON, names as file URLs whatever their bytes.
+    // The format outlives the version that wrote it: one line of JSON, these keys, names as
+    // file URLs whatever their bytes.
     const QByteArray journal = plan->journal();
     const QJsonObject object = QJsonDocument::fromJson(journal).object();
+    EXPECT_EQ(object.keys(), (QStringList{"destination", "id", "items", "kind"}));
+    EXPECT_EQ(object["items"][0].toObject().keys(), (QStringList{"bytes", "destination", "digest", "source"}));
+    EXPECT_EQ(object["kind"].toString(), QStringLiteral("move"));
     EXPECT_TRUE(object["items"][0]["source"].toString().endsWith(QStringLiteral("/src/caf%E9%20%231.NEF")));
     EXPECT_FALSE(journal.contains('\n'));
 

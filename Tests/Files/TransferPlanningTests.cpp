@@ -78,22 +78,14 @@ TEST(TransferPlanning, RefusesWhatCannotTravelSafely)
     const QString src = box.mkdir(QStringLiteral("src"));
     const QString other = box.mkdir(QStringLiteral("other"));
     const QString dest = box.mkdir(QStringLiteral("dest"));
-    box.write(QStringLiteral("src/A.NEF"), "a");
-    box.write(QStringLiteral("src/A.xmp"), "ax");
-    box.write(QStringLiteral("other/A.NEF"), "other a");
-    box.write(QStringLiteral("src/C.NEF"), "c");
-    box.write(QStringLiteral("dest/c.nef"), "taken");
-    box.write(QStringLiteral("src/D.NEF"), "d");
+    for (const char* name : {"src/A.NEF", "src/A.xmp", "other/A.NEF", "src/C.NEF", "dest/c.nef", "src/D.NEF", "src/E.NEF",
+                             "src/F.NEF", "src/H.jpg", "src/h.JPG", "archivo"})
+        box.write(QString::fromUtf8(name), name);
     box.mkdir(QStringLiteral("src/D.data"));
-    box.write(QStringLiteral("src/E.NEF"), "e");
     ASSERT_EQ(::mkfifo(Paths::encode(box.file(QStringLiteral("src/E.fifo"))).constData(), 0644), 0);
-    box.write(QStringLiteral("src/F.NEF"), "f");
     box.symlink(box.file(QStringLiteral("other/A.NEF")), QStringLiteral("src/F.xmp"));
     box.symlink(box.file(QStringLiteral("src/A.NEF")), QStringLiteral("src/G.NEF"));
-    box.write(QStringLiteral("src/H.jpg"), "h1");
-    box.write(QStringLiteral("src/h.JPG"), "h2");
     box.mkdir(QStringLiteral("src/Carpeta"));
-    box.write(QStringLiteral("archivo"), "not a folder");
     box.symlink(src, QStringLiteral("srclink"));
     box.symlink(dest, QStringLiteral("destlink"));
 

@@ -85,7 +85,6 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"folders of nothing", {"folders", "@/none"}, 1, "@/none: No existe el fichero o el directorio", {}},
         {"mkdir", {"mkdir", "--json", "@/photos", "día 2"}, 0, {}, {"path"}},
         {"mkdir again", {"mkdir", "@/photos", "día 2"}, 1, "No se pudo crear la carpeta: El fichero ya existe", {}},
-        {"mkdir blank", {"mkdir", "@/photos", "  "}, 1, "Elige un nombre de carpeta válido", {}},
         {"plan", {"plan", "--copy", "--json", "@/src/B.NEF", "--to", "@/dest"}, 0, {}, {},
          [](const CliRun& run) {
              const auto plan = TransferPlan::fromJournal(run.out);

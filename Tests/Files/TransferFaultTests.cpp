@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-
 #include <gtest/gtest.h>
 
 #include "Files/FileWorkflow.h"
@@ -207,17 +206,10 @@ TEST(TransferFaults, AMoveToAnotherFileSystemCopiesAndVerifies)
     Sandbox box;
     const QString volumePath = box.mkdir(QStringLiteral("volume"));
     SmallVolume volume(volumePath, "size=16m,mode=0755");
-    QString dest;
-    if (volume.mounted()) {
-        dest = volumePath;
-    } else if (pathExists(QStringLiteral("/dev/shm"))) {
-        dest = QStringLiteral("/dev/shm/vantelor-test-") + QString::number(::getpid());
-        ::mkdir(Paths::encode(dest).constData(), 0755);
-    }
+    if (!volume.mounted())
+        GTEST_SKIP() << "mounting a small tmpfs needs root";
+    const QString dest = volumePath;
     Shoot fixture(2, 3 * 1024 * 1024);
-    const auto destStat = FileStat::read(dest, true);
-    if (!destStat || destStat->device == FileStat::read(fixture.src)->device)
-        GTEST_SKIP() << "no second file system at hand";
     ASSERT_EQ(::chmod(Paths::encode(fixture.photos[0]).constData(), 0604), 0);
 
     FileWorkflow workflow;
@@ -230,9 +222,4 @@ TEST(TransferFaults, AMoveToAnotherFileSystemCopiesAndVerifies)
     EXPECT_EQ(FileStat::read(Paths::join(dest, "DSC_0001.NEF"))->mode & 07777, 0604u);
     EXPECT_EQ(FileStat::read(Paths::join(dest, "DSC_0001.NEF"))->modified,
               FileStat::read(Paths::join(receipt->recoveryFolders.first(), "DSC_0001.NEF"))->modified);
-    if (!volume.mounted()) {
-        for (const QString& name : allNames(dest))
-            ::unlink(Paths::encode(Paths::join(dest, name)).constData());
-        ::rmdir(Paths::encode(dest).constData());
-    }
 }

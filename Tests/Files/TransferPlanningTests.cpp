@@ -1,7 +1,6 @@
 #include <sys/stat.h>
 
 #include <QCryptographicHash>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -63,8 +62,6 @@ TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
         const auto plan = planNow(paths, dest, TransferKind::move);
         ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
         EXPECT_EQ(sourcesOf(*plan), row.expected);
-        EXPECT_EQ(plan->kind, TransferKind::move);
-        EXPECT_EQ(plan->destination, dest);
         for (const TransferItem& item : plan->items) {
             const QByteArray bytes = readFile(item.source);
             EXPECT_EQ(item.digest, sha256Of(bytes));
@@ -81,22 +78,14 @@ TEST(TransferPlanning, RefusesWhatCannotTravelSafely)
     const QString src = box.mkdir(QStringLiteral("src"));
     const QString other = box.mkdir(QStringLiteral("other"));
     const QString dest = box.mkdir(QStringLiteral("dest"));
-    box.write(QStringLiteral("src/A.NEF"), "a");
-    box.write(QStringLiteral("src/A.xmp"), "ax");
-    box.write(QStringLiteral("other/A.NEF"), "other a");
-    box.write(QStringLiteral("src/C.NEF"), "c");
-    box.write(QStringLiteral("dest/c.nef"), "taken");
-    box.write(QStringLiteral("src/D.NEF"), "d");
+    for (const char* name : {"src/A.NEF", "src/A.xmp", "other/A.NEF", "src/C.NEF", "dest/c.nef", "src/D.NEF", "src/E.NEF",
+                             "src/F.NEF", "src/H.jpg", "src/h.JPG", "archivo"})
+        box.write(QString::fromUtf8(name), name);
     box.mkdir(QStringLiteral("src/D.data"));
-    box.write(QStringLiteral("src/E.NEF"), "e");
     ASSERT_EQ(::mkfifo(Paths::encode(box.file(QStringLiteral("src/E.fifo"))).constData(), 0644), 0);
-    box.write(QStringLiteral("src/F.NEF"), "f");
     box.symlink(box.file(QStringLiteral("other/A.NEF")), QStringLiteral("src/F.xmp"));
     box.symlink(box.file(QStringLiteral("src/A.NEF")), QStringLiteral("src/G.NEF"));
-    box.write(QStringLiteral("src/H.jpg"), "h1");
-    box.write(QStringLiteral("src/h.JPG"), "h2");
     box.mkdir(QStringLiteral("src/Carpeta"));
-    box.write(QStringLiteral("archivo"), "not a folder");
     box.symlink(src, QStringLiteral("srclink"));
     box.symlink(dest, QStringLiteral("destlink"));
 
@@ -169,16 +158,14 @@ TEST(TransferPlanning, JournalKeepsEveryNameAndNumber)
     EXPECT_EQ(plan->items[0].bytes, 0);
     EXPECT_EQ(plan->items[0].digest, QStringLiteral("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
 
+    // The format outlives the version that wrote it: one line of JSON, these keys, names as
+    // file URLs whatever their bytes.
     const QByteArray journal = plan->journal();
     const QJsonObject object = QJsonDocument::fromJson(journal).object();
     EXPECT_EQ(object.keys(), (QStringList{"destination", "id", "items", "kind"}));
-    EXPECT_EQ(object["id"].toString(), plan->id.toString(QUuid::WithoutBraces).toUpper());
+    EXPECT_EQ(object["items"][0].toObject().keys(), (QStringList{"bytes", "destination", "digest", "source"}));
     EXPECT_EQ(object["kind"].toString(), QStringLiteral("move"));
-    EXPECT_EQ(object["destination"].toString(), QStringLiteral("file://") + QString::fromUtf8(Paths::encode(dest)));
-    const QJsonObject first = object["items"].toArray().first().toObject();
-    EXPECT_EQ(first.keys(), (QStringList{"bytes", "destination", "digest", "source"}));
-    EXPECT_TRUE(first["source"].toString().endsWith(QStringLiteral("/src/caf%E9%20%231.NEF")));
-    EXPECT_TRUE(first["bytes"].isDouble());
+    EXPECT_TRUE(object["items"][0]["source"].toString().endsWith(QStringLiteral("/src/caf%E9%20%231.NEF")));
     EXPECT_FALSE(journal.contains('\n'));
 
     // Recovery must never act on half a record.
@@ -217,8 +204,6 @@ TEST(FileDigest, MatchesSha256AcrossChunkBoundaries)
         ASSERT_TRUE(digest.ok());
         EXPECT_EQ(*digest, sha256Of(bytes));
     }
-    const auto abc = FileWorkflow::digest(box.write(QStringLiteral("abc"), "abc"));
-    EXPECT_EQ(*abc, QStringLiteral("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
 }
 
 TEST(FileDigest, RefusesAnythingButARegularFileWithoutBlocking)

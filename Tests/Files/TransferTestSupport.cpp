@@ -77,31 +77,6 @@ Status FailingFileSystem::pass(Call call, const QString& path, const std::functi
     return real();
 }
 
-Status FailingFileSystem::copyFile(const QString& from, const QString& to)
-{
-    return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); });
-}
-
-Status FailingFileSystem::renameExclusive(const QString& from, const QString& to)
-{
-    return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); });
-}
-
-Status FailingFileSystem::removeFile(const QString& path)
-{
-    return pass(Call::remove, path, [&] { return TransferFileSystem::removeFile(path); });
-}
-
-Status FailingFileSystem::createFolder(const QString& path)
-{
-    return pass(Call::createFolder, path, [&] { return TransferFileSystem::createFolder(path); });
-}
-
-Status FailingFileSystem::removeFolder(const QString& path)
-{
-    return pass(Call::removeFolder, path, [&] { return TransferFileSystem::removeFolder(path); });
-}
-
 Status FailingFileSystem::writeNewFile(const QString& path, const QByteArray& bytes)
 {
     // As the real call, without its fsync.
@@ -115,11 +90,6 @@ Status FailingFileSystem::writeNewFile(const QString& path, const QByteArray& by
             return SystemError(EIO, path);
         return Done{};
     });
-}
-
-Status FailingFileSystem::sync(const QString& path)
-{
-    return pass(Call::sync, path, [] { return Status(Done{}); });
 }
 
 Shoot::Shoot(int count, qsizetype photoBytes, bool twins, const QString& where) : box(where)

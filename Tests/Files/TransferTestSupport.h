@@ -37,13 +37,19 @@ public:
     FailingFileSystem() = default;
     FailingFileSystem(Call call, int occurrence, int error, bool persistent);
 
-    Status copyFile(const QString& from, const QString& to) override;
-    Status renameExclusive(const QString& from, const QString& to) override;
-    Status removeFile(const QString& path) override;
-    Status createFolder(const QString& path) override;
-    Status removeFolder(const QString& path) override;
+    Status copyFile(const QString& from, const QString& to) override
+    {
+        return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); });
+    }
+    Status renameExclusive(const QString& from, const QString& to) override
+    {
+        return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); });
+    }
+    Status removeFile(const QString& path) override { return pass(Call::remove, path, [&] { return TransferFileSystem::removeFile(path); }); }
+    Status createFolder(const QString& path) override { return pass(Call::createFolder, path, [&] { return TransferFileSystem::createFolder(path); }); }
+    Status removeFolder(const QString& path) override { return pass(Call::removeFolder, path, [&] { return TransferFileSystem::removeFolder(path); }); }
     Status writeNewFile(const QString& path, const QByteArray& bytes) override;
-    Status sync(const QString& path) override;
+    Status sync(const QString& path) override { return pass(Call::sync, path, [] { return Status(Done{}); }); }
 
     // How many times each kind of call was made.
     int count(Call call) const { return m_counts[int(call)]; }

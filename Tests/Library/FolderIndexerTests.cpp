@@ -14,16 +14,11 @@ using vantelor::test::Sandbox;
 
 namespace {
 
-Result<ScanSnapshot> next(FolderIndexer& indexer)
-{
-    return indexer.nextBatch().result();
-}
-
 // Every batch until the end; checks on the way that each snapshot is sorted and only grows.
 ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
 {
     for (int calls = 0; calls < 100000; ++calls) {
-        const auto snapshot = next(indexer);
+        const auto snapshot = indexer.nextBatch().result();
         EXPECT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
         if (!snapshot.ok())
             return {};
@@ -66,7 +61,7 @@ TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
             EXPECT_EQ(last.photos.last().name(), QStringLiteral("DSC_%1.NEF").arg(row.photos));
         }
         // After the end, a call examines nothing and repeats the list.
-        const auto again = next(indexer);
+        const auto again = indexer.nextBatch().result();
         ASSERT_TRUE(again.ok());
         EXPECT_TRUE(again->finished);
         EXPECT_EQ(again->photos, last.photos);
@@ -103,11 +98,11 @@ TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessage)
     const QString missing = box.file(QStringLiteral("missing"));
     for (const QString& folder : {file, missing}) {
         FolderIndexer indexer(folder, 256);
-        const auto snapshot = next(indexer);
+        const auto snapshot = indexer.nextBatch().result();
         ASSERT_FALSE(snapshot.ok()) << folder.toStdString();
         EXPECT_EQ(snapshot.message(), QStringLiteral("Carpeta no disponible o ilegible: ") + folder);
         // A failed first call leaves the indexer unstarted: it tries again, and fails again.
-        EXPECT_FALSE(next(indexer).ok());
+        EXPECT_FALSE(indexer.nextBatch().result().ok());
     }
 }
 
@@ -120,7 +115,7 @@ TEST(FolderIndexer, CancelledIndexersAndCancelledCallsFail)
     FolderIndexer indexer(box.path(), 256);
     ASSERT_TRUE(scanAll(indexer).finished);
     indexer.cancel().waitForFinished();
-    const auto afterCancel = next(indexer);
+    const auto afterCancel = indexer.nextBatch().result();
     ASSERT_FALSE(afterCancel.ok());
     EXPECT_TRUE(isCancelled(afterCancel.failure()));
 
@@ -143,7 +138,7 @@ TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
         box.write(QStringLiteral("shoot/v%1.nef").arg(i), "n");
     box.write(QStringLiteral("shoot/readme.txt"), "t");
     FolderIndexer indexer(folder, 1);
-    ASSERT_TRUE(next(indexer).ok()); // the listing is open and buffered now
+    ASSERT_TRUE(indexer.nextBatch().result().ok()); // the listing is open and buffered now
     for (int i = 0; i < 5; ++i)
         unlink(Paths::encode(box.file(QStringLiteral("shoot/v%1.nef").arg(i))).constData());
     unlink(Paths::encode(box.file(QStringLiteral("shoot/readme.txt"))).constData());

@@ -36,36 +36,22 @@ TEST(PhotoItem, OnlyRegularFilesWithAPhotoExtensionArePhotos)
 {
     Sandbox box;
     box.mkdir(QStringLiteral("b.jpg"));
-    box.symlink(box.write(QStringLiteral("DSC_0001.NEF"), "data"), QStringLiteral("c.nef"));
+    box.symlink(box.write(QStringLiteral("DSC_0001.NEF"), QByteArray(1234, 'x')), QStringLiteral("c.nef"));
     const struct { const char* name; bool photo; } rows[] = {
         {"DSC_0001.NEF", true}, {"a.JpEg", true}, {"b.heif", true}, {"a.raf", false}, {"a.xmp", false},
         {".nef", false}, {"a.nef.bak", false}, {"b.jpg", false}, {"c.nef", false},
     };
     for (const auto& row : rows) {
-        const QString path = box.file(QString::fromUtf8(row.name));
-        if (!box.exists(QString::fromUtf8(row.name)))
-            box.write(QString::fromUtf8(row.name), "data");
+        const QString name = QString::fromUtf8(row.name);
+        const QString path = box.exists(name) ? box.file(name) : box.write(name, "data");
         const auto inspected = PhotoItem::inspect(path);
         ASSERT_TRUE(inspected.ok()) << row.name;
         EXPECT_EQ(inspected->has_value(), row.photo) << row.name;
     }
-}
-
-TEST(PhotoItem, InspectReadsSizeDatesAndIdentityAndFailsForAVanishedFile)
-{
-    Sandbox box;
-    const QString path = box.write(QStringLiteral("DSC_0002.nef"), QByteArray(1234, 'x'));
-    const auto inspected = PhotoItem::inspect(path);
-    ASSERT_TRUE(inspected.ok() && inspected->has_value());
-    const PhotoItem& photo = **inspected;
-    EXPECT_EQ(photo.name(), QStringLiteral("DSC_0002.nef"));
+    const PhotoItem photo = **PhotoItem::inspect(box.file(QStringLiteral("DSC_0001.NEF")));
     EXPECT_EQ(photo.byteSize, 1234);
-    EXPECT_LE(qAbs(photo.modified.secsTo(QDateTime::currentDateTimeUtc())), 60);
     EXPECT_EQ(photo.modified.timeSpec(), Qt::UTC);
-
-    const auto missing = PhotoItem::inspect(box.file(QStringLiteral("gone.nef")));
-    ASSERT_FALSE(missing.ok());
-    EXPECT_TRUE(std::holds_alternative<SystemError>(missing.failure()));
+    EXPECT_TRUE(std::holds_alternative<SystemError>(PhotoItem::inspect(box.file(QStringLiteral("gone.nef"))).failure()));
 }
 
 TEST(PhotoItem, NamesSortAsAFileBrowserDoesWithAPathTieBreak)

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QRegularExpression>
 
 #include "Metadata/XMPDocument.h"
@@ -46,18 +45,17 @@ QList<QByteArray> backups(const QString& folder)
     return out;
 }
 
-XMPPatch ratingPatch(int rating)
+XMPPatch ratingPatch(std::optional<int> rating, std::optional<QString> label = std::nullopt)
 {
     XMPPatch patch;
     patch.rating = rating;
+    patch.label = label;
     return patch;
 }
 
 XMPPatch labelPatch(const QString& label)
 {
-    XMPPatch patch;
-    patch.label = label;
-    return patch;
+    return ratingPatch(std::nullopt, label);
 }
 
 // One NEF in a fresh folder, optionally with a sidecar, read through the service.
@@ -105,8 +103,7 @@ mode_t modeOf(const QString& path, ino_t* inode = nullptr)
 TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVersionItReplaced)
 {
     Scene scene(std::nullopt);
-    XMPPatch patch = ratingPatch(4);
-    patch.label = QStringLiteral("green");
+    const XMPPatch patch = ratingPatch(4, QStringLiteral("green"));
     const Result<XMPSnapshot> first = scene.save(scene.read(), patch);
     ASSERT_TRUE(first.ok()) << first.message().toStdString();
     EXPECT_EQ(first->rating, 4);
@@ -209,10 +206,7 @@ TEST(XMPServiceSave, aPatchThatChangesNothingWritesNothing)
 {
     Scene scene(test::XmpFixtures::captureOne(3, QStringLiteral("Blue")));
     const XMPSnapshot before = scene.read();
-    XMPPatch patch;
-    patch.rating = 3;
-    patch.label = QStringLiteral("Blue");
-    for (const XMPPatch& p : {patch, XMPPatch{}}) {
+    for (const XMPPatch& p : {ratingPatch(3, QStringLiteral("Blue")), XMPPatch{}}) {
         const Result<XMPSnapshot> saved = scene.save(before, p);
         ASSERT_TRUE(saved.ok()) << saved.message().toStdString();
         EXPECT_EQ(*saved, before);
@@ -260,11 +254,9 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
         const auto* error = std::get_if<WorkflowError>(&saved.failure());
         EXPECT_TRUE(error && error->kind() == row.kind && saved.message() == row.message) << saved.message().toStdString();
         EXPECT_EQ(test::readFile(scene.sidecar), bytesBefore);
-        QStringList namesAfter = test::allNames(scene.folder());
-        namesAfter.removeAll(QStringLiteral(".vantelor-backups"));   // may be made before the last check
-        QStringList expectedNames = namesBefore;
-        expectedNames.removeAll(QStringLiteral(".vantelor-backups"));
-        EXPECT_EQ(namesAfter, expectedNames);
+        // The backup folder may be made before the last check, but holds nothing.
+        const QRegularExpression other(QStringLiteral("^(?!\\.vantelor-backups$)"));
+        EXPECT_EQ(test::allNames(scene.folder()).filter(other), namesBefore.filter(other));
         EXPECT_TRUE(backups(scene.folder()).isEmpty());
     }
 }
@@ -366,8 +358,7 @@ TEST(XMPServiceSave, anotherWriterAtEachStepNeverLosesData)
             ASSERT_FALSE(saved.ok());
             EXPECT_TRUE(saved.message().startsWith(QString::fromUtf8(row.message))) << saved.message().toStdString();
             const auto* error = std::get_if<WorkflowError>(&saved.failure());
-            ASSERT_TRUE(error);
-            EXPECT_EQ(error->kind(), row.kind);
+            EXPECT_TRUE(error && error->kind() == row.kind);
         }
 
         struct stat st {};
@@ -462,13 +453,8 @@ TEST(XMPServiceSave, aFullDiskLeavesTheOldSidecarWhole)
             test::fillUp(folder);
         const Result<XMPSnapshot> saved = service.save(*snapshot, ratingPatch(4)).result();
         ::unlink(Paths::encode(Paths::join(folder, QStringLiteral("filler"))).constData());
-        ASSERT_FALSE(saved.ok());
-        EXPECT_TRUE(saved.message().contains(row.message)) << saved.message().toStdString();
-        if (row.existing) {
-            EXPECT_EQ(test::readFile(sidecar), original);
-        } else {
-            EXPECT_FALSE(QFile::exists(sidecar));
-        }
+        EXPECT_TRUE(!saved.ok() && saved.message().contains(row.message)) << saved.message().toStdString();
+        EXPECT_EQ(test::pathExists(sidecar) ? test::readFile(sidecar) : QByteArray(), row.existing ? original : QByteArray());
         EXPECT_TRUE(temporaries(folder).isEmpty());
         EXPECT_TRUE(backups(folder).isEmpty());
     }
@@ -497,8 +483,7 @@ TEST(XMPServiceSave, aReadOnlyFolderIsReportedAndLeftAlone)
         const Result<XMPSnapshot> snapshot = service.read(Paths::join(folder, QString::fromUtf8(name))).result();
         ASSERT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
         const Result<XMPSnapshot> saved = service.save(*snapshot, ratingPatch(1)).result();
-        ASSERT_FALSE(saved.ok());
-        EXPECT_TRUE(saved.message().endsWith(asRoot ? QStringLiteral(": Read-only file system") : QStringLiteral(": Permission denied")))
+        EXPECT_TRUE(!saved.ok() && saved.message().endsWith(asRoot ? QStringLiteral(": Read-only file system") : QStringLiteral(": Permission denied")))
             << saved.message().toStdString();
     }
     EXPECT_EQ(test::allNames(folder), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "DSC_0002.NEF"}));

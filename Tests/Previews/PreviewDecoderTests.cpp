@@ -12,19 +12,11 @@ namespace vantelor::test {
 
 namespace {
 
-PhotoItem itemFor(const QString& path)
-{
-    auto inspected = PhotoItem::inspect(path);
-    if (inspected.ok() && inspected->has_value())
-        return **inspected;
-    PhotoItem item;
-    item.url = path;
-    return item;
-}
-
 Result<PreviewResult> decodeFile(const Sandbox& sandbox, const QString& name, const QByteArray& bytes, int dimension)
 {
-    return PreviewDecoder::decode(itemFor(sandbox.write(name, bytes)), dimension);
+    PhotoItem item;
+    item.url = sandbox.write(name, bytes);
+    return PreviewDecoder::decode(item, dimension);
 }
 
 void expectUpright(const QImage& image, const QString& what)

@@ -9,7 +9,6 @@
 
 #include "Previews/PreviewCache.h"
 #include "Previews/PreviewServiceProbe.h"
-#include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -141,36 +140,20 @@ TEST(PreviewService, ACacheHitNeverWaitsForADecode)
     f.decoder.release(QStringLiteral("busy2.jpg"));
 }
 
-TEST(PreviewService, ConcurrentRequestsForOneKeyDecodeOnceAndAJoinerCancelsAtOnce)
-{
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-    f.decoder.hold(item.name());
-    const auto first = f.service.load(item, 2560);
-    f.decoder.waitUntilStarted(item.name());
-    // Later requests are misses too, and join the decode under way.
-    const auto second = f.service.load(item, 2560);
-    auto waiting = f.service.load(item, 2560);
-    waiting.cancel();
-    waiting.waitForFinished();   // the decode is still held
-    EXPECT_TRUE(waiting.isCanceled());
-    EXPECT_FALSE(second.isFinished());
-    f.decoder.release(item.name());
-    ASSERT_TRUE(first.result().ok());
-    ASSERT_TRUE(second.result().ok());
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
-    PreviewService::Probe::waitForIdle(f.service);
-    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
-}
-
-TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
+TEST(PreviewService, RequestsJoiningADecodeHoldNoThreadCancelAtOnceAndLiftAWarmingOne)
 {
     Fixture f;
     const PhotoItem a = f.photo(QStringLiteral("a.jpg")), b = f.photo(QStringLiteral("b.jpg"));
     f.decoder.hold(a.name());
     const auto first = f.service.load(a, 2560);
     f.decoder.waitUntilStarted(a.name());
+    // Later requests are misses too, and join the decode under way.
     const auto joined = f.service.load(a, 2560);
+    auto waiting = f.service.load(a, 2560);
+    waiting.cancel();
+    waiting.waitForFinished();   // the decode is still held
+    EXPECT_TRUE(waiting.isCanceled());
+    EXPECT_FALSE(joined.isFinished());
     // The second display thread is free for another photo.
     ASSERT_TRUE(f.service.load(b, 2560).result().ok());
 
@@ -187,6 +170,7 @@ TEST(PreviewService, ARequestJoiningADecodeHoldsNoThreadAndLiftsAWarmingOne)
 
     f.decoder.release(a.name());
     f.decoder.release(ahead1.name());
+    ASSERT_TRUE(first.result().ok());
     ASSERT_TRUE(joined.result().ok());
     PreviewService::Probe::waitForIdle(f.service);
     EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 4);
@@ -334,18 +318,6 @@ TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
         future.waitForFinished();
         EXPECT_TRUE(future.isCanceled() || future.result().ok());
     }
-}
-
-TEST(PreviewService, DecodesRealFilesThroughTheDefaultDecoder)
-{
-    Sandbox sandbox;
-    PreviewService service(64LL * 1024 * 1024, sandbox.mkdir(QStringLiteral("cache")));
-    const auto nef = **PhotoItem::inspect(sandbox.write(QStringLiteral("DSC_0001.NEF"), makeNef(1200, 800)));
-    const auto result = service.load(nef, 600).result();
-    ASSERT_TRUE(result.ok()) << result.message().toStdString();
-    EXPECT_EQ(result->image.size(), QSize(600, 400));
-    EXPECT_FALSE(result->usedFallback);
-    EXPECT_EQ(PreviewService::Probe::cache(service).totalCost(), qint64(600) * 4 * 400);
 }
 
 TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)

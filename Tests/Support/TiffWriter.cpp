@@ -6,58 +6,12 @@
 
 namespace vantelor::test {
 
-TiffIfd& TiffIfd::add(Entry entry)
-{
-    m_entries.append(std::move(entry));
-    return *this;
-}
-
-TiffIfd& TiffIfd::ascii(quint16 tag, const QByteArray& text)
-{
-    return add({.tag = tag, .type = typeAscii, .count = quint32(text.size() + 1), .value = text + '\0'});
-}
-
-TiffIfd& TiffIfd::shorts(quint16 tag, const QList<quint16>& values)
-{
-    return add({.tag = tag, .type = typeShort, .count = quint32(values.size()), .numbers = QList<quint32>(values.begin(), values.end())});
-}
-
-TiffIfd& TiffIfd::longs(quint16 tag, const QList<quint32>& values)
-{
-    return add({.tag = tag, .type = typeLong, .count = quint32(values.size()), .numbers = values});
-}
-
 TiffIfd& TiffIfd::rationals(quint16 tag, const QList<QPair<quint32, quint32>>& values)
 {
     QList<quint32> parts;
     for (const auto& [numerator, denominator] : values)
         parts << numerator << denominator;
     return add({.tag = tag, .type = typeRational, .count = quint32(values.size()), .numbers = parts});
-}
-
-TiffIfd& TiffIfd::bytes(quint16 tag, Type type, const QByteArray& data)
-{
-    return add({.tag = tag, .type = type, .count = quint32(data.size()), .value = data});
-}
-
-TiffIfd& TiffIfd::raw(quint16 tag, quint16 type, quint32 count, quint32 valueField)
-{
-    return add({.tag = tag, .type = type, .count = count, .rawField = true, .rawValue = valueField});
-}
-
-TiffIfd& TiffIfd::subIfds(QList<TiffIfd> children)
-{
-    return add({.tag = 0x14A, .type = typeLong, .count = quint32(children.size()), .children = std::move(children)});
-}
-
-TiffIfd& TiffIfd::exif(TiffIfd child)
-{
-    return add({.tag = 0x8769, .type = typeLong, .count = 1, .children = {std::move(child)}});
-}
-
-TiffIfd& TiffIfd::data(quint16 offsetTag, quint16 lengthTag, const QByteArray& block)
-{
-    return add({.tag = offsetTag, .type = typeLong, .count = 1, .lengthTag = lengthTag, .block = block});
 }
 
 namespace {
@@ -68,20 +22,14 @@ public:
 
     QByteArray out;
 
-    void put16(qsizetype at, quint16 v) { out.replace(at, 2, enc16(v)); }
-    void put32(qsizetype at, quint32 v) { out.replace(at, 4, enc32(v)); }
-    QByteArray enc16(quint16 v) const
+    template <typename T>
+    QByteArray encode(T v) const
     {
-        char b[2];
+        char b[sizeof(T)];
         m_little ? qToLittleEndian(v, b) : qToBigEndian(v, b);
-        return QByteArray(b, 2);
+        return QByteArray(b, sizeof(T));
     }
-    QByteArray enc32(quint32 v) const
-    {
-        char b[4];
-        m_little ? qToLittleEndian(v, b) : qToBigEndian(v, b);
-        return QByteArray(b, 4);
-    }
+    void put32(qsizetype at, quint32 v) { out.replace(at, 4, encode(v)); }
     void align()
     {
         if (out.size() % 2)
@@ -102,28 +50,24 @@ public:
 
         align();
         const quint32 start = quint32(out.size());
-        out.append(enc16(quint16(rows.size())));
+        out.append(encode(quint16(rows.size())));
         out.append(QByteArray(qsizetype(rows.size()) * 12 + 4, '\0'));
         for (int i = 0; i < rows.size(); ++i) {
             const Slot& s = rows[i];
             const qsizetype at = start + 2 + i * 12;
-            put16(at, s.tag);
-            put16(at + 2, s.type);
-            put32(at + 4, s.count);
+            out.replace(at, 8, encode(s.tag) + encode(s.type) + encode(s.count));
             const TiffIfd::Entry& e = *s.source;
-            if (s.isLength) {
-                put32(at + 8, quint32(e.block.size()));
-            } else if (e.rawField) {
-                put32(at + 8, e.rawValue);
-            } else if (!e.children.isEmpty()) {
-                QList<quint32> offsets;
-                for (const TiffIfd& child : e.children)
-                    offsets.append(writeIfd(child));
-                writeValue(at, encodeLongs(offsets));
+            if (s.isLength || e.rawField) {
+                put32(at + 8, s.isLength ? quint32(e.block.size()) : e.rawValue);
             } else if (e.lengthTag) {
                 m_deferred.append({at + 8, &e.block});
             } else {
-                writeValue(at, encoded(e));
+                QByteArray value = e.value;
+                for (const TiffIfd& child : e.children)
+                    value += encode(writeIfd(child));
+                for (quint32 v : e.numbers)
+                    value += e.type == TiffIfd::typeShort ? encode(quint16(v)) : encode(v);
+                writeValue(at, value);
             }
         }
         return start;
@@ -138,33 +82,9 @@ public:
             put32(field, quint32(out.size()));
             out.append(*block);
         }
-        m_deferred.clear();
-    }
-
-    void linkNext(quint32 ifdOffset, quint32 next)
-    {
-        const quint16 count = m_little ? qFromLittleEndian<quint16>(out.constData() + ifdOffset)
-                                       : qFromBigEndian<quint16>(out.constData() + ifdOffset);
-        put32(ifdOffset + 2 + count * 12, next);
     }
 
 private:
-    QByteArray encodeLongs(const QList<quint32>& values) const
-    {
-        QByteArray b;
-        for (quint32 v : values)
-            b.append(enc32(v));
-        return b;
-    }
-    QByteArray encoded(const TiffIfd::Entry& e) const
-    {
-        if (e.numbers.isEmpty())
-            return e.value;
-        QByteArray b;
-        for (quint32 v : e.numbers)
-            b.append(e.type == TiffIfd::typeShort ? enc16(quint16(v)) : enc32(v));
-        return b;
-    }
     void writeValue(qsizetype at, const QByteArray& value)
     {
         if (value.size() <= 4) {
@@ -187,14 +107,12 @@ QByteArray TiffWriter::write(const QList<TiffIfd>& chain, bool littleEndian)
     Layout layout(littleEndian);
     layout.out = littleEndian ? QByteArray("II*\0", 4) : QByteArray("MM\0*", 4);
     layout.out.append(QByteArray(4, '\0'));
-    quint32 previous = 0;
-    for (int i = 0; i < chain.size(); ++i) {
-        const quint32 offset = layout.writeIfd(chain[i]);
-        if (i == 0)
-            layout.put32(4, offset);
-        else
-            layout.linkNext(previous, offset);
-        previous = offset;
+    qsizetype link = 4;   // where the next IFD's offset goes
+    for (const TiffIfd& ifd : chain) {
+        const quint32 offset = layout.writeIfd(ifd);
+        layout.put32(link, offset);
+        link = offset + 2 + qsizetype(ifd.entries().size() + std::count_if(ifd.entries().begin(), ifd.entries().end(),
+                                                                             [](const TiffIfd::Entry& e) { return e.lengthTag != 0; })) * 12;
     }
     layout.writeBlocks();
     return layout.out;

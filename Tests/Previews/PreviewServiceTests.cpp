@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QDeadlineTimer>
 #include <QMutex>
@@ -24,6 +26,7 @@ public:
     {
         QMutexLocker lock(&m_mutex);
         m_started.append(item.name());
+        m_nice.insert(item.name(), ::getpriority(PRIO_PROCESS, ::gettid()));
         m_changed.wakeAll();
         while (m_held.contains(item.name()))
             m_changed.wait(&m_mutex);
@@ -55,6 +58,12 @@ public:
         const QMutexLocker lock(&m_mutex);
         return m_started;
     }
+    // The nice value of the thread that decoded the file.
+    int niceOf(const QString& name)
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_nice.value(name, -100);
+    }
     QList<int> dimensions()
     {
         const QMutexLocker lock(&m_mutex);
@@ -67,6 +76,7 @@ private:
     QSet<QString> m_held;
     QStringList m_started;
     QList<int> m_dimensions;
+    QHash<QString, int> m_nice;
 };
 
 struct Fixture {
@@ -247,6 +257,11 @@ TEST(PreviewService, PrefetchDecodesOneFileAtATime)
     EXPECT_FALSE(f.decoder.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
     f.decoder.release(QStringLiteral("ahead1.jpg"));
     EXPECT_TRUE(second.result().ok());
+    // Decoding yields the CPU to the window: what may come next more than what is on screen.
+    ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("shown.jpg")), 2560).result().ok());
+    const int window = ::getpriority(PRIO_PROCESS, ::gettid());
+    EXPECT_GT(f.decoder.niceOf(QStringLiteral("shown.jpg")), window);
+    EXPECT_GT(f.decoder.niceOf(QStringLiteral("ahead2.jpg")), f.decoder.niceOf(QStringLiteral("shown.jpg")));
 }
 
 TEST(PreviewService, FailuresAreNotCached)

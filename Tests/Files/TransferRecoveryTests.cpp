@@ -108,6 +108,7 @@ TEST(TransferRecovery, EveryInterruptedStateEndsAtHomeOrVerifiedAtTheDestination
         switch (row.end) {
         case home:
             EXPECT_EQ(placed, 0);
+            EXPECT_TRUE(run.out.contains("Deshecho: cada archivo sigue en su carpeta de origen.")) << run.out.toStdString();
             EXPECT_EQ(allNames(shoot.dest), QStringList());
             EXPECT_EQ(treeContents(shoot.src).size(), shoot.originals.size());
             break;

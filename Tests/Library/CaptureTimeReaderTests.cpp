@@ -38,7 +38,9 @@ TEST(CaptureTimeReader, ExifTimesAreReadAsUtcWhateverTheMachinesZone)
     nef.exif = dated("2024:03:01 10:15:30");
     QList<PhotoItem> photos{photoAt(box.write(QStringLiteral("a.jpg"), makeJpeg(64, 48, dated("2024:03:01 10:15:30")))),
                             photoAt(box.write(QStringLiteral("b.NEF"), makeNef(nef))),
-                            photoAt(box.write(QStringLiteral("d.tif"), TiffWriter::write({TiffIfd().exif(exifIfd(dated("2024:03:01 10:15:30\0")))})))};
+                            photoAt(box.write(QStringLiteral("d.tif"), TiffWriter::write({TiffIfd().exif(exifIfd(dated("2024:03:01 10:15:30\0")))}))),
+                            // Some writers store the date as UNDEFINED bytes rather than ASCII.
+                            photoAt(box.write(QStringLiteral("e.tif"), TiffWriter::write({TiffIfd().exif(TiffIfd().bytes(0x9003, TiffIfd::typeUndefined, "2024:03:01 10:15:30"))})))};
     nef.littleEndian = true;
     photos << photoAt(box.write(QStringLiteral("c.nef"), makeNef(nef)));
     const auto table = CaptureTimeReader().read(photos).result();
@@ -94,6 +96,7 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
         {"bad-segment.jpg", badSegment},
         {"png.png", makePng(patternImage(16, 16))},
         {"heic.heic", QByteArray("\0\0\0\x18" "ftypheic", 12)},
+        {"date-as-numbers.tif", TiffWriter::write({TiffIfd().exif(TiffIfd().bytes(0x9003, TiffIfd::typeByte, "2024:03:01 10:15:30"))})},
     };
     QList<PhotoItem> photos;
     for (const auto& [name, bytes] : bad)

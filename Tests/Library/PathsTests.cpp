@@ -41,6 +41,7 @@ TEST(Paths, EveryByteSequenceSurvivesTheRoundTrip)
         "/tmp/truncated-\xe2\x82.nef",          // a cut three-byte sequence
         "/tmp/overlong-\xc0\xaf.nef",
         "/tmp/surrogate-\xed\xa0\x80.nef",      // UTF-8 of U+D800 is not valid
+        "/tmp/surrogate-\xed\xbf\xbf.nef",      // nor that of U+DFFF, the last surrogate
         "/tmp/emoji-\xf0\x9f\x93\xb7.nef",
         "/tmp/emoji-then-bad-\xf0\x9f\x93\xb7\xdc.nef",
     };

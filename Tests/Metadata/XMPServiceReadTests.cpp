@@ -114,6 +114,11 @@ TEST(XMPServiceRead, aSidecarWhoseReadFailsIsAnErrorAndItsFileIsClosed)
     const int descriptors = openDescriptors();
     EXPECT_EQ(SidecarReader::readSidecar(memory).message(), SystemError(EIO, memory).message());
     EXPECT_EQ(openDescriptors(), descriptors);
+    // A folder that cannot hold the sidecar means there is none; a name the system refuses is an error.
+    const Result<std::optional<QByteArray>> underAFile = SidecarReader::readSidecar(QStringLiteral("/proc/self/stat/X.xmp"));
+    EXPECT_TRUE(underAFile && !*underAFile);
+    const QString tooLong = QStringLiteral("/tmp/") + QString(300, QLatin1Char('x')) + QStringLiteral(".xmp");
+    EXPECT_EQ(SidecarReader::readSidecar(tooLong).message(), SystemError(ENAMETOOLONG, tooLong).message());
 }
 
 TEST(XMPServiceRead, aSidecarLargerThanItsSizeSaidIsRefused)

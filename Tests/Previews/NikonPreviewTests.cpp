@@ -82,6 +82,11 @@ TEST(NikonPreview, RefusesWhatBreaksTheRulesAndBoundsEveryWalk)
         // The valid preview comes first in the chain, the oversized IFD after it.
         return TiffWriter::write({previewIfd(makeJpeg(64, 48)), big}, true);
     };
+    // Two sub-IFD offsets (both 0, so nothing to visit) as the file's last eight bytes.
+    const auto listAtTheEnd = [&jpeg] {
+        const auto write = [&jpeg](quint32 at) { return TiffWriter::write({previewIfd(jpeg).raw(0x14A, 4, 2, at)}, true); };
+        return write(quint32(write(0).size())) + QByteArray(8, '\0');
+    };
     TiffIfd loop = previewIfd(jpeg);
     loop.raw(0x14A, 4, 1, 8);  // SubIFDs pointing back at IFD0 itself
     const struct { const char* name; QByteArray file; bool found; } rows[] = {
@@ -98,6 +103,7 @@ TEST(NikonPreview, RefusesWhatBreaksTheRulesAndBoundsEveryWalk)
         {"valid", TiffWriter::write({TiffIfd().data(0x201, 0x202, jpeg)}, true), true},
         {"32 sub-IFDs", subIfds(31), true},
         {"33 sub-IFDs", subIfds(32), false},
+        {"sub-IFD list at the very end", listAtTheEnd(), true},
         {"preview in the 32nd IFD", chain(40, 31), true},
         {"preview in the 33rd IFD", chain(40, 32), false},
         {"512 entries", wide(512), true},

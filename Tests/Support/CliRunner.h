@@ -10,7 +10,7 @@ namespace vantelor::test {
 
 // One finished run of a program.
 struct CliRun {
-    int status = -1;  // -1 when the process did not finish in time
+    int status = -1;  // -1 when the process did not start or finish in time (err says which)
     QByteArray out;
     QByteArray err;
 

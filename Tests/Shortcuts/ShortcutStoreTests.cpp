@@ -219,8 +219,11 @@ TEST_F(ShortcutStoreTest, OnlyTheLatestImportIsApplied)
     ShortcutStore store(false);
     QSignalSpy profileChanges(&store, &ShortcutStore::profileChanged);
     const QFuture<void> older = store.importProfile(firstFile);
+    // A worker quick enough finishes the older read before the newer import is asked for, and
+    // that import is then applied at once; what must never happen is the older one landing last.
     store.importProfileBytes(second.toJson());
+    const qsizetype changes = profileChanges.count();
     wait(older);
     EXPECT_EQ(store.profile(), second);
-    EXPECT_EQ(profileChanges.count(), 1);
+    EXPECT_EQ(profileChanges.count(), changes);
 }

@@ -10,7 +10,7 @@ PhotoListModel::PhotoListModel(LibraryModel& library, QObject* parent)
 {
     connect(&library, &LibraryModel::visiblePhotosChanged, this, &PhotoListModel::reset);
     connect(&library, &LibraryModel::marksChanged, this, &PhotoListModel::marksChanged);
-    connect(&library, &LibraryModel::selectionChanged, this, [this] { refreshAll({currentRole, selectedRole}); });
+    connect(&library, &LibraryModel::selectionChanged, this, &PhotoListModel::selectionChanged);
     reset();
 }
 
@@ -19,19 +19,56 @@ void PhotoListModel::reset()
     beginResetModel();
     // An implicitly shared copy: the list stays stable while the views read it.
     m_photos = m_library.visiblePhotos();
+    m_shownCurrent = m_library.selectedID();
+    m_shownSelected = m_library.selectedIDs();
     endResetModel();
 }
 
 void PhotoListModel::marksChanged(const QStringList& urls)
 {
-    if (urls.isEmpty() || urls.size() > 64) {
+    if (urls.isEmpty())
         refreshAll({ratingRole, labelRole});
+    else
+        refreshRows(urls, {ratingRole, labelRole});
+}
+
+// A step changes two cells; repainting only those keeps the whole filmstrip out of each step.
+void PhotoListModel::selectionChanged()
+{
+    const std::optional<QString>& current = m_library.selectedID();
+    const QSet<QString>& selected = m_library.selectedIDs();
+    QStringList changed;
+    if (current != m_shownCurrent)
+        for (const auto& url : {m_shownCurrent, current})
+            if (url)
+                changed.append(*url);
+    const bool many = selected.size() + m_shownSelected.size() > maxSingleRows;
+    if (!many) {
+        for (const QString& url : selected)
+            if (!m_shownSelected.contains(url))
+                changed.append(url);
+        for (const QString& url : std::as_const(m_shownSelected))
+            if (!selected.contains(url))
+                changed.append(url);
+    }
+    m_shownCurrent = current;
+    m_shownSelected = selected;
+    if (many)
+        refreshAll({currentRole, selectedRole});
+    else
+        refreshRows(changed, {currentRole, selectedRole});
+}
+
+void PhotoListModel::refreshRows(const QStringList& urls, const QList<int>& roles)
+{
+    if (urls.size() > maxSingleRows) {
+        refreshAll(roles);
         return;
     }
     for (const QString& url : urls) {
         if (auto row = m_library.visiblePosition(url); row && *row < m_photos.size()) {
             const QModelIndex at = index(*row);
-            emit dataChanged(at, at, {ratingRole, labelRole});
+            emit dataChanged(at, at, roles);
         }
     }
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
+
 #include <QAbstractListModel>
+#include <QSet>
 
 #include "Library/PhotoItem.h"
 
@@ -36,10 +39,17 @@ public:
 private:
     void reset();
     void marksChanged(const QStringList& urls);
+    void selectionChanged();
+    // Past this many rows one repaint of the whole view is cheaper than one per row.
+    static constexpr qsizetype maxSingleRows = 64;
+    void refreshRows(const QStringList& urls, const QList<int>& roles);
     void refreshAll(const QList<int>& roles);
 
     LibraryModel& m_library;
     QList<PhotoItem> m_photos;
+    // The selection the views were last told about.
+    std::optional<QString> m_shownCurrent;
+    QSet<QString> m_shownSelected;
 };
 
 } // namespace vantelor

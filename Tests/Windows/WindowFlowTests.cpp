@@ -121,9 +121,23 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
     session.library().setSearch(QString());
     ASSERT_EQ(strip->rowCount(), 4);
 
+    // Only the cells a selection change touched are repainted, so each of them must be told.
+    QSignalSpy told(strip, &QAbstractItemModel::dataChanged);
+    const auto rowsTold = [&told] {
+        QSet<int> rows;
+        for (const QList<QVariant>& range : std::as_const(told))
+            for (int row = range[0].toModelIndex().row(); row <= range[1].toModelIndex().row(); ++row)
+                rows.insert(row);
+        told.clear();
+        return rows;
+    };
+    session.library().selectAll();
+    EXPECT_EQ(rowsTold(), QSet<int>({1, 2, 3}));  // the first was selected already
     for (const QString& name : {QStringLiteral("DSC_0002.NEF"), QStringLiteral("IMG_0004.JPG")}) {
         SCOPED_TRACE(name.toStdString());
+        const int left = strip->currentIndex().row();
         session.select(name);
+        EXPECT_TRUE(rowsTold().contains({left, strip->currentIndex().row()}));
         session.press(Qt::Key_3, KEY_3, QStringLiteral("3"));
         EXPECT_EQ(session.library().mark(session.folder.file(name)).rating, 3);
         EXPECT_EQ(session.content().inspector()->ratingText(), QStringLiteral("★★★☆☆"));

@@ -1,5 +1,7 @@
 #include "ThumbnailCache.h"
 
+#include <QtConcurrent/QtConcurrentRun>
+
 #include "Previews/Downscale.h"
 #include "Previews/PreviewLoading.h"
 
@@ -37,35 +39,47 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
     m_pending.insert(key, {future, token});
     const QString url = item.url;
     const QSize display = m_displaySize;
-    // The reduction to the cell runs on the pool: a screenful of thumbnails arriving at once
-    // would otherwise hold up scrolling for as long as it takes to resize them all.
-    future.then(QtFuture::Launch::Async, [display](const Result<PreviewResult>& result) {
-              if (!result || result->image.isNull())
-                  return QImage();
-              const QImage& image = result->image;
-              if (!display.isValid() || (image.width() <= display.width() && image.height() <= display.height()))
-                  return image;
-              const QSize fitted = image.size().scaled(display, Qt::KeepAspectRatio);
-              return Downscale::fit(image, std::max(fitted.width(), fitted.height()));
-          })
-        .then(this, [this, key, url, token](QImage image) {
-            // A load dropped in the meantime (scrolled away, cleared) has nothing to say any more.
-            const auto it = m_pending.constFind(key);
-            if (it == m_pending.constEnd() || it->token != token)
+    future
+        .then(this, [this, key, url, token, display](const Result<PreviewResult>& result) {
+            QImage image = result ? result->image : QImage();
+            if (!isPending(key, token) || image.isNull() || !display.isValid()
+                || (image.width() <= display.width() && image.height() <= display.height())) {
+                store(key, url, token, std::move(image));
                 return;
-            m_pending.erase(it);
-            if (!image.isNull())
-                m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(std::move(image))));
-            else
-                m_failed.insert(key);
-            emit ready(url);
+            }
+            // The reduction to the cell runs on the pool: a screenful of thumbnails arriving at
+            // once would otherwise hold up scrolling for as long as it takes to resize them all.
+            // (A plain task rather than an asynchronous continuation: Qt 6.4 can run one of
+            // those on a promise that is already gone when its parent is cancelled meanwhile.)
+            QtConcurrent::run([image = std::move(image), display] {
+                const QSize fitted = image.size().scaled(display, Qt::KeepAspectRatio);
+                return Downscale::fit(image, std::max(fitted.width(), fitted.height()));
+            }).then(this, [this, key, url, token](QImage reduced) { store(key, url, token, std::move(reduced)); });
         })
         .onCanceled(this, [this, key, token] {
-            const auto it = m_pending.constFind(key);
-            if (it != m_pending.constEnd() && it->token == token)
-                m_pending.erase(it);
+            if (isPending(key, token))
+                m_pending.remove(key);
         });
     return State::loading;
+}
+
+bool ThumbnailCache::isPending(const QString& key, quint64 token) const
+{
+    const auto it = m_pending.constFind(key);
+    return it != m_pending.constEnd() && it->token == token;
+}
+
+void ThumbnailCache::store(const QString& key, const QString& url, quint64 token, QImage image)
+{
+    // A load dropped in the meantime (scrolled away, cleared) has nothing to say any more.
+    if (!isPending(key, token))
+        return;
+    m_pending.remove(key);
+    if (!image.isNull())
+        m_pixmaps.insert(key, new QPixmap(QPixmap::fromImage(std::move(image))));
+    else
+        m_failed.insert(key);
+    emit ready(url);
 }
 
 void ThumbnailCache::beginFrame()

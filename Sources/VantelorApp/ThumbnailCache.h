@@ -49,6 +49,9 @@ signals:
     void ready(const QString& url);
 
 private:
+    bool isPending(const QString& key, quint64 token) const;
+    void store(const QString& key, const QString& url, quint64 token, QImage image);
+
     PreviewLoading& m_loader;
     int m_dimension;
     QSize m_displaySize;

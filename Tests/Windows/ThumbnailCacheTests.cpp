@@ -65,4 +65,19 @@ TEST(ThumbnailCache, LoadsWhatIsOnScreenOnceAndDropsTheRest)
     QTest::qWait(20);
     EXPECT_EQ(ready.count(), 2);
     EXPECT_EQ(stateOf(cache, b).first, ThumbnailCache::State::loading);
+
+    // Larger than its cell: reduced once, on the pool, to fit; a reduction overtaken by a clear
+    // says nothing.
+    cache.setDisplaySize(QSize(100, 100));
+    frame(cache, {d});
+    loader.answer(loader.calls.last(), 320);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return ready.count() == 3; }));
+    QPixmap pixmap;
+    ASSERT_EQ(cache.thumbnail(d, &pixmap), ThumbnailCache::State::ready);
+    EXPECT_EQ(std::max(pixmap.width(), pixmap.height()), 100);
+    frame(cache, {a});
+    loader.answer(loader.calls.last(), 320);
+    cache.clear();
+    QTest::qWait(50);
+    EXPECT_EQ(ready.count(), 3);
 }

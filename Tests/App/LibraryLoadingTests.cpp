@@ -150,6 +150,7 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     h.openAndPrepare(a.path());
     EXPECT_EQ(datesIn(*h.model, a.path()), count);
     EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+    EXPECT_TRUE(done.contains(0)) << "the count starts again, not from the last folder's";
     EXPECT_TRUE(done.contains(LibraryModel::preparationBatchSize)) << "progress shows between steps";
     EXPECT_EQ(h.model->preparationDone(), count);
     EXPECT_EQ(h.model->status(), QStringLiteral("%1 fotos • RAW sin modificar").arg(count));

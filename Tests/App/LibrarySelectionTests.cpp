@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QSignalSpy>
+
 #include "LibraryTestSupport.h"
 
 namespace vantelor::test {
@@ -57,6 +59,31 @@ TEST(LibrarySelection, SteppingStopsAtBothEndsAndClicksFollowTheModifiers)
         EXPECT_EQ(m.selectedIDs(), row.selection);
         EXPECT_EQ(s.h.previews.loads().last().item.url, row.current) << "the preview follows the current photo";
     }
+}
+
+// A filter says so once per change and not for the same value again; the selected photos still
+// in sight stay selected, and when the current one leaves, the first visible photo takes over.
+TEST(LibrarySelection, AFilterKeepsWhatStaysInSight)
+{
+    Strip s;
+    LibraryModel& m = *s.h.model;
+    QSignalSpy filters(&m, &LibraryModel::filterChanged);
+    m.select(s.url(1));
+    m.selectClick(s.url(10), Qt::ControlModifier);
+    m.selectClick(s.url(4), Qt::ControlModifier);
+    m.setSearch(QStringLiteral("1"));
+    m.setSearch(QStringLiteral("1"));
+    EXPECT_EQ(filters.count(), 1);
+    ASSERT_EQ(m.visiblePhotos().size(), 2);
+    EXPECT_EQ(m.selectedID(), s.url(1)) << "the current photo left the strip";
+    EXPECT_EQ(m.selectedIDs(), QSet<QString>({s.url(1)}));
+
+    m.selectClick(s.url(10), Qt::ControlModifier);
+    m.setMinimumRating(0);
+    m.setSearch(QStringLiteral("10"));
+    EXPECT_EQ(filters.count(), 2);
+    EXPECT_EQ(m.selectedID(), s.url(10));
+    EXPECT_EQ(m.selectedIDs(), QSet<QString>({s.url(10)}));
 }
 
 TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)

@@ -94,6 +94,23 @@ TEST_F(ShortcutStoreTest, RecordingAssignsRefusesOrCancels)
     }
 }
 
+// Editing an extra trigger replaces it where it stands; turning it into the action's own basic
+// key leaves only the basic key.
+TEST_F(ShortcutStoreTest, AnEditedTriggerIsReplacedInPlace)
+{
+    const InputTrigger other = InputTrigger::mouse(5, 0, QStringLiteral("Ratón 6"));
+    ShortcutStore store(false);
+    const QList<InputTrigger> basic = triggersOf(store, ActionID::sheet);
+    record(store, ActionID::sheet, back);
+    record(store, ActionID::sheet, forward);
+    store.startRecording(ActionID::sheet, back);
+    ASSERT_TRUE(store.capture(other));
+    EXPECT_EQ(triggersOf(store, ActionID::sheet), basic + QList<InputTrigger>({other, forward}));
+    store.startRecording(ActionID::sheet, forward);
+    ASSERT_TRUE(store.capture(InputTrigger::key(5, 0, QStringLiteral("G"))));
+    EXPECT_EQ(triggersOf(store, ActionID::sheet), basic + QList<InputTrigger>({other}));
+}
+
 TEST_F(ShortcutStoreTest, ConflictWaitsForTheUserThenReplacesOrCancels)
 {
     struct Row {

@@ -36,10 +36,13 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
 
     QFuture<Result<PreviewResult>> future = m_loader.load(item, m_dimension);
     const quint64 token = ++m_nextToken;
-    m_pending.insert(key, {future, token});
+    m_pending.insert(key, {future, {}, token});
     const QString url = item.url;
     const QSize display = m_displaySize;
-    future
+    // Qt 6.4 marks every continuation of a cancelled future as cancelled by following raw
+    // pointers, so a load is cancelled only while unfinished, and the answer's future is kept
+    // with it: a continuation whose future is gone would be written to after it was freed.
+    QFuture<void> answer = future
         .then(this, [this, key, url, token, display](const Result<PreviewResult>& result) {
             QImage image = result ? result->image : QImage();
             if (!isPending(key, token) || image.isNull() || !display.isValid()
@@ -49,8 +52,6 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
             }
             // The reduction to the cell runs on the pool: a screenful of thumbnails arriving at
             // once would otherwise hold up scrolling for as long as it takes to resize them all.
-            // (A plain task rather than an asynchronous continuation: Qt 6.4 can run one of
-            // those on a promise that is already gone when its parent is cancelled meanwhile.)
             QtConcurrent::run([image = std::move(image), display] {
                 const QSize fitted = image.size().scaled(display, Qt::KeepAspectRatio);
                 return Downscale::fit(image, std::max(fitted.width(), fitted.height()));
@@ -60,7 +61,21 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
             if (isPending(key, token))
                 m_pending.remove(key);
         });
+    if (const auto it = m_pending.find(key); it != m_pending.end() && it->token == token) {
+        it->answer = answer;
+    } else if (const QPixmap* cached = m_pixmaps.object(key)) {
+        // An answer already at hand was taken while the continuation was being attached.
+        *pixmap = *cached;
+        return State::ready;
+    }
     return State::loading;
+}
+
+// A finished load has nothing to stop; its reduction, if any, is dropped when it comes back.
+void ThumbnailCache::cancel(Pending& pending)
+{
+    if (!pending.future.isFinished())
+        pending.future.cancel();
 }
 
 bool ThumbnailCache::isPending(const QString& key, quint64 token) const
@@ -96,15 +111,15 @@ void ThumbnailCache::endFrame()
             ++it;
             continue;
         }
-        it->future.cancel();
+        cancel(*it);
         it = m_pending.erase(it);
     }
 }
 
 void ThumbnailCache::clear()
 {
-    for (auto& pending : m_pending)
-        pending.future.cancel();
+    for (Pending& pending : m_pending)
+        cancel(pending);
     m_pending.clear();
     m_pixmaps.clear();
     m_failed.clear();

@@ -59,8 +59,10 @@ private:
     QSet<QString> m_failed;
     struct Pending {
         QFuture<Result<PreviewResult>> future;
+        QFuture<void> answer;
         quint64 token = 0;
     };
+    static void cancel(Pending& pending);
     QHash<QString, Pending> m_pending;
     quint64 m_nextToken = 0;
     QSet<QString> m_wanted;

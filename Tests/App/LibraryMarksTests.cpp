@@ -48,14 +48,17 @@ TEST(LibraryMarks, EditsWithinTheDelayAreSavedOnceAndAnEditDuringASaveIsNotLost)
 
     // The pass has taken the patch; the user rates again before its answer is back.
     h.model->setAutoSave(false);
+    EXPECT_FALSE(h.model->autoSave());
     h.model->setRating(3);
     QFuture<void> pass = h.model->performSave();
     EXPECT_TRUE(h.model->isSaving());
     h.model->setRating(5);
     ASSERT_TRUE(eventually([&] { return pass.isFinished(); }));
     EXPECT_EQ(sidecarOf(raw).rating, 3);
+    // With autosave off, the edit made during the pass waits; turning autosave on saves it at once.
     EXPECT_EQ(h.model->dirty().value(raw), (XMPPatch{5, std::nullopt}));
-    h.model->savePending();
+    h.model->setAutoSave(true);
+    EXPECT_TRUE(h.model->isSaving());
     ASSERT_TRUE(eventually([&] { return h.model->dirty().isEmpty() && idle(*h.model); }));
     EXPECT_EQ(sidecarOf(raw).rating, 5);
 }

@@ -103,6 +103,19 @@ TEST(FolderLabels, LabelsRoundTripThroughTheFileManagersTags)
     EXPECT_EQ(model->label(home), SessionLabel::none) << "the last choice wins";
 }
 
+// A folder new in a list is read for its colour at once, not at the next refresh.
+TEST(FolderLabels, AFolderNewInAListShowsItsColour)
+{
+    Sandbox sandbox;
+    auto model = makeNavigator(sandbox);
+    const QString shoot = sandbox.mkdir(QStringLiteral("shoot"));
+    setTags(shoot, "Verde");
+    model->record(shoot);
+    const QModelIndex row = model->index(0, 0, model->sectionIndex(NavigatorModel::Section::recent));
+    ASSERT_EQ(row.data(NavigatorModel::PathRole).toString(), shoot);
+    EXPECT_TRUE(eventually([&] { return row.data(NavigatorModel::LabelRole).toInt() == int(SessionLabel::green); }));
+}
+
 TEST(FolderLabels, FileSystemWithoutAttributesKeepsTheLabelInThePreferences)
 {
     preferences().clear();

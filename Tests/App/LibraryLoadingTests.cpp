@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QSignalSpy>
 
 #include "LibraryTestSupport.h"
 #include "Model/NavigatorModel.h"
@@ -90,9 +91,11 @@ TEST(LibraryLoading, PreparationReadsDatesAndSidecarsAndKeepsEachSidecarFailure)
     sandbox.write(QStringLiteral("e.jpg"), jpegWithDate("2024:03:01 09:00:00"));
 
     Harness h;
+    QSignalSpy dates(h.model.get(), &LibraryModel::captureDatesChanged);
     h.openAndPrepare(sandbox.path());
     const auto url = [&](const char* name) { return sandbox.file(QString::fromLatin1(name)); };
 
+    EXPECT_GE(dates.count(), 1) << "the inspector and the order by date are told";
     EXPECT_EQ(h.model->preparationTotal(), 4);
     EXPECT_EQ(QSet<QString>(h.model->captureDates().keyBegin(), h.model->captureDates().keyEnd()), (QSet<QString>{url("a.NEF"), url("e.jpg")}));
     EXPECT_EQ(h.model->mark(url("a.NEF")), (SessionMark{3, SessionLabel::red}));

@@ -172,6 +172,9 @@ TEST(LibraryPreview, ZoomFetchesTheLargePreviewOnceAndFailuresShowTheirMessage)
     EXPECT_FALSE(s.h.model->previewLoading());
     EXPECT_EQ(s.h.model->displayedID(), s.url(3)) << "the last good preview stays";
     EXPECT_TRUE(s.h.previews.livePrefetches().contains(QStringLiteral("09.jpg")));
+
+    s.show(9);
+    EXPECT_EQ(s.h.model->previewError(), std::nullopt) << "the next photo does not carry the message";
 }
 
 } // namespace

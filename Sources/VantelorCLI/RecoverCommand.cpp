@@ -2,7 +2,8 @@
 #include <QJsonObject>
 
 #include "Command.h"
-#include "Files/FileWorkflow.h"
+#include "Files/TransferFileSystem.h"
+#include "Files/TransferRecovery.h"
 #include "Support/Paths.h"
 
 namespace vantelor::cli {
@@ -15,12 +16,12 @@ int execute(const QCommandLineParser& parser)
         Io::err(QStringLiteral("Indica una sola carpeta"));
         return usage;
     }
-    FileWorkflow workflow;
-    const Result<RecoveryReport> report = workflow
-                                              .recover(Paths::clean(parser.positionalArguments().constFirst()),
-                                                       parser.isSet(QStringLiteral("dry-run")),
-                                                       parser.isSet(QStringLiteral("purge-verified")))
-                                              .result();
+    // The command only waits for the answer, so the work runs right here: no worker thread to
+    // start, and none to take down at exit.
+    TransferFileSystem fileSystem;
+    const Result<RecoveryReport> report
+        = TransferRecovery(fileSystem, parser.isSet(QStringLiteral("dry-run")), parser.isSet(QStringLiteral("purge-verified")))
+              .run(Paths::clean(parser.positionalArguments().constFirst()));
     if (!report)
         return Io::fail(report.message());
     if (parser.isSet(QStringLiteral("json"))) {

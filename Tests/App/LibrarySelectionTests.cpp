@@ -86,6 +86,51 @@ TEST(LibrarySelection, AFilterKeepsWhatStaysInSight)
     EXPECT_EQ(m.selectedIDs(), QSet<QString>({s.url(10)}));
 }
 
+// The window redraws on the controller's signals alone: each change announces what it changed,
+// and nothing else, so that no screen misses a change or redraws for nothing.
+TEST(LibrarySelection, EachChangeAnnouncesWhatItChangedAndNothingElse)
+{
+    Strip s;
+    LibraryModel& m = *s.h.model;
+    const QMetaObject& meta = LibraryModel::staticMetaObject;
+    struct Row {
+        const char* name;
+        std::function<void()> act;
+        QStringList announced;
+    };
+    const QList<Row> rows = {
+        {"large preview window", [&] { m.run(ActionID::preview); }, {"previewRequestChanged"}},
+        {"zoom", [&] { m.run(ActionID::actual); }, {"displayChanged"}},
+        {"step (the preview is announced when it comes)", [&] { m.move(1); }, {"selectionChanged"}},
+        {"rating", [&] { m.setRating(2); }, {"marksChanged"}},
+        {"order", [&] { m.setDescending(true); }, {"filterChanged", "visiblePhotosChanged"}},
+        {"a folder read again", [&] {
+             m.run(ActionID::reload);
+             QStringList names;
+             for (int i = 1; i <= 11; ++i)
+                 names.append(QStringLiteral("%1.jpg").arg(i, 2, 10, QLatin1Char('0')));
+             s.h.scans.deliver(s.h.scans.requests.last(), names, true);
+             settle();
+         }, {"folderChanged", "metadataChanged", "photosChanged", "preparationChanged", "previewChanged", "visiblePhotosChanged"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::vector<std::unique_ptr<QSignalSpy>> spies;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            if (meta.method(i).methodType() == QMetaMethod::Signal)
+                spies.push_back(std::make_unique<QSignalSpy>(&m, meta.method(i)));
+        row.act();
+        QStringList heard;
+        for (const auto& spy : spies)
+            if (spy->count() > 0)
+                heard.append(QString::fromLatin1(spy->signal()).section(QLatin1Char('('), 0, 0));
+        heard.sort();
+        QStringList announced = row.announced;
+        announced.sort();
+        EXPECT_EQ(heard.join(QLatin1Char(' ')).toStdString(), announced.join(QLatin1Char(' ')).toStdString());
+    }
+}
+
 TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)
 {
     struct Row {

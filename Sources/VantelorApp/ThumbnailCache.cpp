@@ -2,6 +2,7 @@
 
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "Model/Continuations.h"
 #include "Previews/Downscale.h"
 #include "Previews/PreviewLoading.h"
 
@@ -39,14 +40,14 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
     m_pending.insert(key, {future, {}, token});
     const QString url = item.url;
     const QSize display = m_displaySize;
-    // Qt 6.4 marks every continuation of a cancelled future as cancelled by following raw
-    // pointers, so a load is cancelled only while unfinished, and the answer's future is kept
-    // with it: a continuation whose future is gone would be written to after it was freed.
+    // The answer's future is kept with the load while it may be cancelled (see cancelRunning).
     QFuture<void> answer = future
         .then(this, [this, key, url, token, display](const Result<PreviewResult>& result) {
+            if (!isPending(key, token))
+                return;
             QImage image = result ? result->image : QImage();
-            if (!isPending(key, token) || image.isNull() || !display.isValid()
-                || (image.width() <= display.width() && image.height() <= display.height())) {
+            const bool fits = image.width() <= display.width() && image.height() <= display.height();
+            if (image.isNull() || !display.isValid() || fits) {
                 store(key, url, token, std::move(image));
                 return;
             }
@@ -69,13 +70,6 @@ ThumbnailCache::State ThumbnailCache::thumbnail(const PhotoItem& item, QPixmap* 
         return State::ready;
     }
     return State::loading;
-}
-
-// A finished load has nothing to stop; its reduction, if any, is dropped when it comes back.
-void ThumbnailCache::cancel(Pending& pending)
-{
-    if (!pending.future.isFinished())
-        pending.future.cancel();
 }
 
 bool ThumbnailCache::isPending(const QString& key, quint64 token) const
@@ -111,7 +105,8 @@ void ThumbnailCache::endFrame()
             ++it;
             continue;
         }
-        cancel(*it);
+        // A reduction already under way is dropped when it comes back.
+        cancelRunning(it->future);
         it = m_pending.erase(it);
     }
 }
@@ -119,7 +114,7 @@ void ThumbnailCache::endFrame()
 void ThumbnailCache::clear()
 {
     for (Pending& pending : m_pending)
-        cancel(pending);
+        cancelRunning(pending.future);
     m_pending.clear();
     m_pixmaps.clear();
     m_failed.clear();

@@ -62,7 +62,6 @@ private:
         QFuture<void> answer;
         quint64 token = 0;
     };
-    static void cancel(Pending& pending);
     QHash<QString, Pending> m_pending;
     quint64 m_nextToken = 0;
     QSet<QString> m_wanted;

@@ -12,14 +12,19 @@ struct Strip {
     Strip()
     {
         h.model->open(QStringLiteral("/strip"));
-        QStringList all;
-        for (int i = 1; i <= 10; ++i)
-            all.append(QStringLiteral("%1.jpg").arg(i, 2, 10, QLatin1Char('0')));
-        h.scans.deliver(h.scans.requests.at(0), all, true);
+        h.scans.deliver(h.scans.requests.at(0), names(10), true);
         EXPECT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
         h.model->setPhotoOrder(PhotoOrder::name);
     }
-    QString url(int i) const { return QStringLiteral("/strip/%1.jpg").arg(i, 2, 10, QLatin1Char('0')); }
+    static QString name(int i) { return QStringLiteral("%1.jpg").arg(i, 2, 10, QLatin1Char('0')); }
+    static QStringList names(int count)
+    {
+        QStringList all;
+        for (int i = 1; i <= count; ++i)
+            all.append(name(i));
+        return all;
+    }
+    QString url(int i) const { return QStringLiteral("/strip/") + name(i); }
     void show(int i)
     {
         h.model->select(url(i));
@@ -106,10 +111,7 @@ TEST(LibrarySelection, EachChangeAnnouncesWhatItChangedAndNothingElse)
         {"order", [&] { m.setDescending(true); }, {"filterChanged", "visiblePhotosChanged"}},
         {"a folder read again", [&] {
              m.run(ActionID::reload);
-             QStringList names;
-             for (int i = 1; i <= 11; ++i)
-                 names.append(QStringLiteral("%1.jpg").arg(i, 2, 10, QLatin1Char('0')));
-             s.h.scans.deliver(s.h.scans.requests.last(), names, true);
+             s.h.scans.deliver(s.h.scans.requests.last(), Strip::names(11), true);
              settle();
          }, {"folderChanged", "metadataChanged", "photosChanged", "preparationChanged", "previewChanged", "visiblePhotosChanged"}},
     };

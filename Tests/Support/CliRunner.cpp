@@ -10,6 +10,8 @@ namespace vantelor::test {
 
 namespace {
 
+constexpr int timeoutMs = 120'000;
+
 QString procText(const QString& path)
 {
     QFile file(path);
@@ -21,7 +23,7 @@ QString procText(const QString& path)
 QString whereItWaits(qint64 pid)
 {
     const QString proc = QStringLiteral("/proc/%1").arg(pid);
-    QString text = QStringLiteral("still running after 120 s: ") + QFile::symLinkTarget(proc + QStringLiteral("/exe"));
+    QString text = QStringLiteral("still running after %1 s: ").arg(timeoutMs / 1000) + QFile::symLinkTarget(proc + QStringLiteral("/exe"));
     const QStringList tasks = QDir(proc + QStringLiteral("/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& tid : tasks) {
         const QString task = proc + QStringLiteral("/task/") + tid;
@@ -54,7 +56,7 @@ CliRun runCli(const QStringList& arguments, const QProcessEnvironment& environme
         process.setStandardInputFile(QProcess::nullDevice());
         process.start(program, arguments);
         CliRun run;
-        if (process.waitForFinished(120'000)) {
+        if (process.waitForFinished(timeoutMs)) {
             run.status = process.exitCode();
             run.out = process.readAllStandardOutput();
             run.err = process.readAllStandardError();

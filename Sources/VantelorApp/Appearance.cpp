@@ -69,4 +69,12 @@ void styleSecondary(QWidget* label)
     label->setPalette(palette);
 }
 
+void fillBackground(QWidget* widget, const QColor& colour)
+{
+    widget->setAutoFillBackground(true);
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::Window, colour);
+    widget->setPalette(palette);
+}
+
 } // namespace vantelor::Appearance

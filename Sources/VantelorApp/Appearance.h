@@ -31,6 +31,8 @@ QColor focusColor(bool blue);
 // Small caps section title ("ETIQUETA DE COLOR").
 void styleSectionTitle(QWidget* label);
 void styleSecondary(QWidget* label);
+// Paints the widget's own background in the colour instead of letting its parent show through.
+void fillBackground(QWidget* widget, const QColor& colour);
 
 } // namespace Appearance
 } // namespace vantelor

@@ -62,10 +62,7 @@ QLabel* centredNote(const QString& text, QWidget* parent)
 QWidget* darkPage(QWidget* parent)
 {
     auto* page = new QWidget(parent);
-    page->setAutoFillBackground(true);
-    QPalette p = page->palette();
-    p.setColor(QPalette::Window, Appearance::canvas());
-    page->setPalette(p);
+    Appearance::fillBackground(page, Appearance::canvas());
     return page;
 }
 
@@ -197,11 +194,8 @@ ContentView::ContentView(LibraryModel& library, bool previewOnly, QWidget* paren
 
     auto* footer = new QLabel(QStringLiteral("← → Navegar   Intro Vista previa   P Enfoque   ⌘S Guardar"), this);
     footer->setContentsMargins(16, 5, 16, 6);
-    footer->setAutoFillBackground(true);
-    QPalette fp = footer->palette();
-    fp.setColor(QPalette::Window, Appearance::panel());
-    fp.setColor(QPalette::WindowText, Appearance::secondaryText());
-    footer->setPalette(fp);
+    Appearance::fillBackground(footer, Appearance::panel());
+    Appearance::styleSecondary(footer);
     layout->addWidget(footer);
 
     for (auto signal : {&LibraryModel::folderChanged, &LibraryModel::preparationChanged, &LibraryModel::visiblePhotosChanged,

@@ -66,10 +66,7 @@ FilterBar::FilterBar(LibraryModel& library, QWidget* parent)
     : QWidget(parent)
     , m_library(library)
 {
-    setAutoFillBackground(true);
-    QPalette p = palette();
-    p.setColor(QPalette::Window, Appearance::panel());
-    setPalette(p);
+    Appearance::fillBackground(this, Appearance::panel());
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 6, 12, 6);
@@ -286,10 +283,7 @@ QFrame* FilterBar::makePopover()
 {
     auto* popover = new QFrame(this, Qt::Popup);
     popover->setFrameShape(QFrame::StyledPanel);
-    popover->setAutoFillBackground(true);
-    QPalette p = popover->palette();
-    p.setColor(QPalette::Window, QColor(0x2c, 0x2f, 0x34));
-    popover->setPalette(p);
+    Appearance::fillBackground(popover, QColor(0x2c, 0x2f, 0x34));
     return popover;
 }
 

@@ -16,10 +16,7 @@ HeaderBar::HeaderBar(LibraryModel& library, HeaderResizeHandle& handle, QWidget*
     : QWidget(parent)
     , m_library(library)
 {
-    setAutoFillBackground(true);
-    QPalette p = palette();
-    p.setColor(QPalette::Window, Appearance::panel());
-    setPalette(p);
+    Appearance::fillBackground(this, Appearance::panel());
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(18, 8, 18, 8);

@@ -13,13 +13,7 @@ namespace {
 
 TEST(LibraryLoading, AScanAnswerThatArrivesAfterTheUserMovedOnChangesNothing)
 {
-    struct Row {
-        const char* name;
-        std::function<void(LibraryModel&)> action;
-        QString folder;
-        int photos;
-        bool scanning;
-    };
+    struct Row { const char* name; std::function<void(LibraryModel&)> action; QString folder; int photos; bool scanning; };
     const QList<Row> rows = {
         {"another folder opened", [](LibraryModel& m) { m.open(QStringLiteral("/shoot/b")); }, "/shoot/b", 0, true},
         {"scan stopped", [](LibraryModel& m) { m.cancelScan(); }, "/shoot/a", 1, false},
@@ -50,11 +44,7 @@ TEST(LibraryLoading, AFolderThatCannotBeReadEndsInItsMessageWithNothingBusy)
 {
     Sandbox sandbox;
     const QString missing = sandbox.file(QStringLiteral("gone"));
-    struct Row {
-        const char* name;
-        std::function<void(Harness&)> run;
-        int photos;
-    };
+    struct Row { const char* name; std::function<void(Harness&)> run; int photos; };
     const QList<Row> rows = {
         {"missing from the start", [&](Harness& h) { h.model->open(missing); }, 0},
         {"vanishing mid-scan", [&](Harness& h) {
@@ -190,12 +180,7 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
 
 TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
 {
-    struct Row {
-        QStringList open;
-        QString close;
-        std::optional<QString> folder;
-        QStringList tabs;
-    };
+    struct Row { QStringList open; QString close; std::optional<QString> folder; QStringList tabs; };
     const QList<Row> rows = {
         {{"/t/a", "/t/b", "/t/c", "/t/b"}, "/t/b", "/t/c", {"/t/a", "/t/c"}},
         {{"/t/a", "/t/b", "/t/c"}, "/t/c", "/t/b", {"/t/a", "/t/b"}},

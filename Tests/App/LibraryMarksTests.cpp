@@ -65,13 +65,7 @@ TEST(LibraryMarks, EditsWithinTheDelayAreSavedOnceAndAnEditDuringASaveIsNotLost)
 
 TEST(LibraryMarks, AFailedSaveKeepsTheEditAndSwitchesAutosaveOff)
 {
-    struct Row {
-        const char* name;
-        QByteArray sidecar;
-        bool removeFolderWhileSaving;
-        QString status;
-        bool folderError;
-    };
+    struct Row { const char* name; QByteArray sidecar; bool removeFolderWhileSaving; QString status; bool folderError; };
     const QList<Row> rows = {
         {"sidecar refused when read", "<?xml version=\"1.0\"?><!DOCTYPE x><x/>", false,
          QStringLiteral("El XMP debe ser XML UTF-8 sin DTD ni entidades"), false},
@@ -109,13 +103,7 @@ TEST(LibraryMarks, AFailedSaveKeepsTheEditAndSwitchesAutosaveOff)
 
 TEST(LibraryTransfers, ATransferStartsOnlyWithNothingPendingAndReportsItsOutcome)
 {
-    struct Row {
-        TransferKind kind;
-        bool unsavedEdit;
-        std::optional<QString> error;
-        QString status;
-        int photosAfter;
-    };
+    struct Row { TransferKind kind; bool unsavedEdit; std::optional<QString> error; QString status; int photosAfter; };
     const Row rows[] = {
         {TransferKind::move, true, QStringLiteral("Guarda los cambios XMP pendientes antes de copiar o mover fotos."), {}, 2},
         {TransferKind::copy, false, std::nullopt, QStringLiteral("Copiados 3 archivos. "), 2},
@@ -153,11 +141,7 @@ TEST(LibraryTransfers, ATransferStartsOnlyWithNothingPendingAndReportsItsOutcome
 
 TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
 {
-    struct Row {
-        const char* name;
-        QByteArray sidecar;
-        bool closes;
-    };
+    struct Row { const char* name; QByteArray sidecar; bool closes; };
     const QList<Row> rows = {
         {"saved first, then closed", XmpFixtures::lightroom(1, std::nullopt), true},
         {"unsaved edits keep it", "<?xml version=\"1.0\"?><!DOCTYPE x><x/>", false},

@@ -39,12 +39,7 @@ TEST(LibrarySelection, SteppingStopsAtBothEndsAndClicksFollowTheModifiers)
     Strip s;
     LibraryModel& m = *s.h.model;
     const auto url = [&](int i) { return s.url(i); };
-    struct Row {
-        const char* name;
-        std::function<void()> act;
-        QString current;
-        QSet<QString> selection;
-    };
+    struct Row { const char* name; std::function<void()> act; QString current; QSet<QString> selection; };
     const QList<Row> rows = {
         {"next from nothing lands on the second", [&] { m.select(std::nullopt); m.move(1); }, url(2), {url(2)}},
         {"previous from nothing lands on the first", [&] { m.select(std::nullopt); m.move(-1); }, url(1), {url(1)}},
@@ -98,11 +93,7 @@ TEST(LibrarySelection, EachChangeAnnouncesWhatItChangedAndNothingElse)
     Strip s;
     LibraryModel& m = *s.h.model;
     const QMetaObject& meta = LibraryModel::staticMetaObject;
-    struct Row {
-        const char* name;
-        std::function<void()> act;
-        QStringList announced;
-    };
+    struct Row { const char* name; std::function<void()> act; QStringList announced; };
     const QList<Row> rows = {
         {"large preview window", [&] { m.run(ActionID::preview); }, {"previewRequestChanged"}},
         {"zoom", [&] { m.run(ActionID::actual); }, {"displayChanged"}},
@@ -135,10 +126,7 @@ TEST(LibrarySelection, EachChangeAnnouncesWhatItChangedAndNothingElse)
 
 TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)
 {
-    struct Row {
-        const char* name;
-        bool firstAnswerBeforeTheStep;
-    };
+    struct Row { const char* name; bool firstAnswerBeforeTheStep; };
     for (const Row row : {Row{"answer already queued when the user steps", true}, Row{"answer after the step", false}}) {
         SCOPED_TRACE(row.name);
         Strip s;
@@ -163,12 +151,7 @@ TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)
 
 TEST(LibraryPreview, PrefetchLooksFurtherInTheDirectionOfTravel)
 {
-    struct Row {
-        const char* name;
-        QList<int> path;
-        double zoom;
-        QList<int> expected;
-    };
+    struct Row { const char* name; QList<int> path; double zoom; QList<int> expected; };
     const QList<Row> rows = {
         {"forward", {4, 5}, 0, {6, 7, 8, 9, 4, 3}},
         {"backward", {6, 5}, 0, {4, 3, 2, 1, 6, 7}},

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-
 #include <QTest>
 
 #include "Support/ImageFixtures.h"
@@ -16,16 +15,23 @@ namespace vantelor::test {
 
 namespace {
 
+template <typename T>
+std::shared_ptr<QPromise<T>> started()
+{
+    auto promise = std::make_shared<QPromise<T>>();
+    promise->start();
+    return promise;
+}
+
 // Answers come from another thread, as the real services' do: the controller sees them as a
 // queued call, which may arrive after it moved on.
 template <typename T>
 void finishElsewhere(const std::shared_ptr<QPromise<T>>& promise, T value)
 {
-    std::thread worker([&] {
+    std::thread([&] {
         promise->addResult(std::move(value));
         promise->finish();
-    });
-    worker.join();
+    }).join();
 }
 
 class ScriptedIndexer final : public FolderIndexing {
@@ -34,10 +40,8 @@ public:
 
     QFuture<Result<ScanSnapshot>> nextBatch() override
     {
-        auto promise = std::make_shared<QPromise<Result<ScanSnapshot>>>();
-        promise->start();
-        m_scans.requests.append({m_folder, promise});
-        return promise->future();
+        m_scans.requests.append({m_folder, started<Result<ScanSnapshot>>()});
+        return m_scans.requests.last().promise->future();
     }
     QFuture<void> cancel() override { return QtFuture::makeReadyFuture(); }
 
@@ -50,28 +54,14 @@ private:
 
 QFuture<Result<PreviewResult>> FakePreviews::add(const PhotoItem& item, int dimension, bool warming)
 {
-    auto promise = std::make_shared<QPromise<Result<PreviewResult>>>();
-    promise->start();
-    calls.append({item, dimension, warming, promise});
-    return promise->future();
-}
-
-QFuture<Result<PreviewResult>> FakePreviews::load(const PhotoItem& item, int dimension)
-{
-    return add(item, dimension, false);
-}
-
-QFuture<Result<PreviewResult>> FakePreviews::prefetch(const PhotoItem& item, int dimension)
-{
-    return add(item, dimension, true);
+    calls.append({item, dimension, warming, started<Result<PreviewResult>>()});
+    return calls.last().promise->future();
 }
 
 QList<FakePreviews::Call> FakePreviews::loads() const
 {
     QList<Call> out;
-    for (const Call& call : calls)
-        if (!call.warming)
-            out.append(call);
+    std::copy_if(calls.begin(), calls.end(), std::back_inserter(out), [](const Call& call) { return !call.warming; });
     return out;
 }
 
@@ -88,7 +78,6 @@ void FakePreviews::answer(const Call& call, int size) const
 {
     PreviewResult result;
     result.image = QImage(size, size * 2 / 3, QImage::Format_RGB32);
-    result.metadata = {};
     finishElsewhere(call.promise, Result<PreviewResult>(result));
 }
 
@@ -120,16 +109,10 @@ void ScriptedScans::failWith(const Request& request, const Failure& failure) con
     finishElsewhere(request.promise, Result<ScanSnapshot>(failure));
 }
 
-void FakeChooser::chooseFolder(const Request& request, Done done)
-{
-    asked.append(request);
-    pending = std::move(done);
-}
-
-PhotoItem photoAt(const QString& path, qint64 size)
+PhotoItem photoAt(const QString& path)
 {
     const QDateTime time = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
-    return PhotoItem(path, size, time, time, path);
+    return PhotoItem(path, 1000, time, time, path);
 }
 
 QStringList names(const QList<PhotoItem>& photos)

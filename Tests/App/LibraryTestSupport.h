@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include <QList>
 #include <QPromise>
 #include <QStringList>
 
@@ -23,8 +22,8 @@ public:
         std::shared_ptr<QPromise<Result<PreviewResult>>> promise;
     };
 
-    QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override;
-    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override;
+    QFuture<Result<PreviewResult>> load(const PhotoItem& item, int dimension) override { return add(item, dimension, false); }
+    QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override { return add(item, dimension, true); }
     void clearCache() override { ++clears; }
 
     // The display loads, oldest first, and the photo names of the prefetches still wanted.
@@ -61,14 +60,14 @@ public:
 // A chooser that keeps each request until the test answers it.
 class FakeChooser final : public FolderChooser {
 public:
-    void chooseFolder(const Request& request, Done done) override;
+    void chooseFolder(const Request& request, Done done) override { asked.append(request); pending = std::move(done); }
 
     QList<Request> asked;
     Done pending;
 };
 
-// A photo record for a file that need not exist; ordered by name as the scanner orders them.
-PhotoItem photoAt(const QString& path, qint64 size = 1000);
+// A photo record for a file that need not exist.
+PhotoItem photoAt(const QString& path);
 QStringList names(const QList<PhotoItem>& photos);
 
 // A small NEF and a small JPEG, each with its capture time if given.

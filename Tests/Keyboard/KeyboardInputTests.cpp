@@ -1,10 +1,7 @@
-#include <functional>
-
 #include <gtest/gtest.h>
 
 #include <linux/input-event-codes.h>
 
-#include <QApplication>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -12,14 +9,14 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
-#include <QTest>
+#include <QToolButton>
 #include <QVBoxLayout>
 
-#include "FocusInputView.h"
-#include "Input/InputTestSupport.h"
 #include "Input/ShortcutProfile.h"
 #include "KeyboardInput.h"
 #include "KeyboardTestSupport.h"
+#include "Model/ShortcutStore.h"
+#include "ShortcutSettingsWindow.h"
 
 using namespace vantelor;
 using namespace vantelor::test;
@@ -58,16 +55,35 @@ struct Browser {
     }
 };
 
+const InputTrigger back = InputTrigger::mouse(3, 0, QStringLiteral("Ratón 4"));
+
+template <typename T>
+T* child(const QWidget& window, const QString& name)
+{
+    T* found = window.findChild<T*>(name);
+    EXPECT_NE(found, nullptr) << name.toStdString();
+    return found;
+}
+
+struct Screen {
+    ShortcutStore store{false};
+    ShortcutSettingsWindow window{store};
+
+    Screen()
+    {
+        activate(window);
+        QApplication::processEvents();  // lays out the rows
+    }
+    void click(const QString& name) { QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton); }
+    void press(Qt::MouseButton button) { QTest::mousePress(window.windowHandle(), button, {}, QPoint(40, 40)); }
+};
+
 } // namespace
 
 TEST(EventCapture, TextFieldsBeingEditedKeepTheirKeysUnlessCapturing)
 {
-    struct Row {
-        const char* name;
-        std::function<QWidget*(Browser&)> focus;
-        bool capturing;
-        bool rated;  // the 5 reached rating5 and was swallowed
-    };
+    // rated: the 5 reached rating5 and was swallowed.
+    struct Row { const char* name; std::function<QWidget*(Browser&)> focus; bool capturing; bool rated; };
     const auto field = [](auto member) { return [member](Browser& b) -> QWidget* { return b.*member; }; };
     const Row rows[] = {
         {"button", field(&Browser::button), false, true},
@@ -154,12 +170,8 @@ TEST(FocusKeeper, AClickOutsideTheSearchFieldGivesTheKeysBackToTheBrowser)
     pressKey(&browser.window, KEY_5, Qt::Key_5, QStringLiteral("5"));
     EXPECT_EQ(browser.search->text(), QStringLiteral("5"));
     EXPECT_EQ(browser.ran, QList<ActionID>{ActionID::rating5});
-}
 
-TEST(FocusKeeper, TheFocusStaysWhereTheUserWentOrWhileADialogIsOpen)
-{
-    Browser browser;
-    activate(browser.window);
+    // But the focus stays where the user went, or while a dialog is open.
     FocusInputView* keeper = browser.input->focusView();
 
     // The canvas, then at once the search field: typing there must not be interrupted.
@@ -179,9 +191,67 @@ TEST(FocusKeeper, TheFocusStaysWhereTheUserWentOrWhileADialogIsOpen)
     sheet.close();
 
     activate(browser.window);
-    QSignalSpy took(keeper, &FocusInputView::tookFocus);
+    took.clear();
     browser.input->prepareNavigation();
     ASSERT_TRUE(took.wait());
     EXPECT_EQ(QApplication::focusWidget(), keeper);
 }
 
+// While recording, the screen takes every press, even from a focused text field; Escape ends the
+// recording with nothing added and leaves the window open.
+TEST(ShortcutSettings, RecordsFromTheScreenEvenWithATextFieldFocused)
+{
+    Screen screen;
+    auto* field = new QLineEdit(&screen.window);
+    field->show();
+
+    screen.click(QStringLiteral("add-copy"));
+    QApplication::processEvents();
+    EXPECT_TRUE(screen.window.keyboardInput()->capturing());
+    field->setFocus();
+    pressKey(&screen.window, KEY_K, Qt::Key_K, QStringLiteral("k"));
+    EXPECT_EQ(field->text(), QString());
+    EXPECT_EQ(screen.store.profile().action(InputTrigger::key(40, 0, {})), ActionID::copy);
+    EXPECT_FALSE(screen.window.keyboardInput()->capturing());
+    pressKey(&screen.window, KEY_J, Qt::Key_J, QStringLiteral("j"));
+    EXPECT_EQ(field->text(), QStringLiteral("j")) << "not recording: the field types again";
+
+    screen.click(QStringLiteral("add-move"));
+    pressKey(&screen.window, KEY_ESC, Qt::Key_Escape);
+    EXPECT_FALSE(screen.store.recording().has_value());
+    EXPECT_TRUE(screen.window.isVisible());
+    EXPECT_EQ(screen.store.profile().bindings.size(), ShortcutProfile::defaults().bindings.size() + 1) << "only K was added";
+}
+
+TEST(ShortcutSettings, ConflictsAndErrorsShowInTheirBarsAndResetKeepsOnlyTheBasicShortcuts)
+{
+    Screen screen;
+    screen.click(QStringLiteral("add-next"));
+    screen.press(Qt::BackButton);
+    EXPECT_EQ(screen.store.profile().action(back), ActionID::next);
+
+    screen.click(QStringLiteral("add-previous"));
+    screen.press(Qt::BackButton);
+    QApplication::processEvents();
+    auto* bar = child<QWidget>(screen.window, "conflictBar");
+    ASSERT_TRUE(bar->isVisible());
+    EXPECT_TRUE(child<QLabel>(screen.window, "conflictText")->text().contains(QStringLiteral("Ya está asignado a Foto siguiente")));
+    screen.click(QStringLiteral("replaceConflict"));
+    EXPECT_EQ(screen.store.profile().action(back), ActionID::previous);
+    EXPECT_FALSE(bar->isVisible());
+
+    screen.click(QStringLiteral("add-copy"));
+    pressKey(&screen.window, KEY_G, Qt::Key_G, QStringLiteral("g"));
+    EXPECT_TRUE(child<QWidget>(screen.window, "errorBar")->isVisible());
+    EXPECT_EQ(child<QLabel>(screen.window, "errorText")->text(),
+              QStringLiteral("Este atajo básico se conserva para Alternar hoja de contactos"));
+    screen.click(QStringLiteral("add-copy"));
+    screen.press(Qt::ForwardButton);
+    EXPECT_FALSE(child<QWidget>(screen.window, "errorBar")->isVisible());
+
+    screen.click(QStringLiteral("reset"));
+    EXPECT_EQ(screen.store.profile(), ShortcutProfile::defaults());
+    QApplication::processEvents();
+    const QList<QToolButton*> buttons = screen.window.findChildren<QToolButton*>();
+    EXPECT_EQ(std::count_if(buttons.begin(), buttons.end(), [](QToolButton* b) { return b->isVisible(); }), 0);
+}

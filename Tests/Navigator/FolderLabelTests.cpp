@@ -34,24 +34,13 @@ FolderLabels::Attribute refusingAttribute()
             [](const QString& folder, const QByteArray&) -> Status { return SystemError(EOPNOTSUPP, folder); }};
 }
 
-template <typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(condition, asyncTimeoutMs);
-}
-
 } // namespace
 
 // The colour is found among the file manager's other tags, in either language and any case, and
 // setting one keeps every foreign tag byte for byte.
 TEST(FolderTags, ColourTagIsFoundAndReplacedAmongForeignTags)
 {
-    struct Row {
-        QByteArray value;
-        SessionLabel found;
-        SessionLabel set;
-        QByteArray expected;
-    };
+    struct Row { QByteArray value; SessionLabel found; SessionLabel set; QByteArray expected; };
     const Row rows[] = {
         {"", SessionLabel::none, SessionLabel::red, "Rojo"},
         {"trabajo,Verde", SessionLabel::green, SessionLabel::blue, "trabajo,Azul"},

@@ -2,6 +2,8 @@
 
 #include <QProcess>
 
+#include "LibraryTestSupport.h"
+#include "Model/LaunchOpener.h"
 #include "Model/LaunchTarget.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
@@ -20,12 +22,7 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
     const QByteArray root = Paths::encode(sandbox.path());
     const QString missing = sandbox.file(QStringLiteral("nada"));
 
-    struct Row {
-        const char* what;
-        QByteArray argument;
-        QString folder;
-        std::optional<QString> photo;
-    };
+    struct Row { const char* what; QByteArray argument; QString folder; std::optional<QString> photo; };
     const Row rows[] = {
         {"relative folder", "Sesión/", session, std::nullopt},
         {"relative photo", "./Sesión/../Sesión/DSC_0001.NEF", session, photo},
@@ -45,6 +42,15 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
 }
 
 namespace {
+
+// A shoot of three photos; the scanner needs only their names.
+QString shoot(const Sandbox& sandbox, const QString& name)
+{
+    const QString folder = sandbox.mkdir(name);
+    for (const char* photo : {"DSC_0001.JPG", "DSC_0002.JPG", "DSC_0003.JPG"})
+        sandbox.write(name + QLatin1Char('/') + QString::fromLatin1(photo), "no es un JPEG");
+    return folder;
+}
 
 // One launch of the probe program, which claims the instance as the application does.
 struct Launch {
@@ -117,3 +123,17 @@ TEST(SingleInstance, LaunchesAtTheSameMomentMakeExactlyOneInstance)
     }
 }
 
+TEST(LaunchOpener, FolderOpenedBeforePreparationEndsCancelsThePhotoSelection)
+{
+    Sandbox sandbox;
+    const QString boda = shoot(sandbox, QStringLiteral("Boda"));
+    const QString viaje = shoot(sandbox, QStringLiteral("Viaje"));
+    Harness harness;
+    LaunchOpener opener(*harness.model);
+    opener.open({LaunchTarget{boda, Paths::join(boda, QStringLiteral("DSC_0003.JPG"))}});
+    harness.model->open(viaje);
+    ASSERT_TRUE(eventually([&] { return !harness.model->isPreparing(); }));
+    harness.model->open(boda);
+    ASSERT_TRUE(eventually([&] { return !harness.model->isPreparing() && harness.model->selectedID(); }));
+    EXPECT_EQ(harness.model->selectedID(), Paths::join(boda, QStringLiteral("DSC_0001.JPG")));
+}

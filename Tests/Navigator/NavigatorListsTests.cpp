@@ -10,10 +10,11 @@ using namespace vantelor::test;
 
 namespace {
 
-QStringList numbered(int count)
+// /fotos/first … /fotos/last, counting up or down.
+QStringList numbered(int first, int last)
 {
     QStringList folders;
-    for (int i = 0; i < count; ++i)
+    for (int i = first, step = first <= last ? 1 : -1; i != last + step; i += step)
         folders.append(QStringLiteral("/fotos/%1").arg(i));
     return folders;
 }
@@ -22,24 +23,12 @@ QStringList numbered(int count)
 
 TEST(RecentFolders, KeepTheTwentyNewestFirstWithoutDuplicates)
 {
-    struct Row {
-        const char* what;
-        QStringList recorded;
-        QStringList expected;
-    };
-    QStringList twentyThenOldest = numbered(20);
-    twentyThenOldest.append(QStringLiteral("/fotos/0"));
-    QStringList twentyNewest;
-    for (int i = 20; i >= 1; --i)
-        twentyNewest.append(QStringLiteral("/fotos/%1").arg(i));
-    QStringList oldestOnTop = {QStringLiteral("/fotos/0")};
-    for (int i = 19; i >= 1; --i)
-        oldestOnTop.append(QStringLiteral("/fotos/%1").arg(i));
+    struct Row { const char* what; QStringList recorded; QStringList expected; };
     const Row rows[] = {
         {"newest first", {"/a", "/b", "/c"}, {"/c", "/b", "/a"}},
         {"a folder recorded again moves to the top", {"/a", "/b", "/a"}, {"/a", "/b"}},
-        {"the 21st drops the oldest", numbered(21), twentyNewest},
-        {"reopening the oldest of 20 drops nothing", twentyThenOldest, oldestOnTop},
+        {"the 21st drops the oldest", numbered(0, 20), numbered(20, 1)},
+        {"reopening the oldest of 20 drops nothing", numbered(0, 19) << QStringLiteral("/fotos/0"), numbered(0, 0) + numbered(19, 1)},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);

@@ -41,6 +41,12 @@ inline QModelIndex homeRow(const NavigatorModel& model)
     return model.index(0, 0, model.sectionIndex(NavigatorModel::Section::home));
 }
 
+template <typename Condition>
+bool eventually(Condition condition)
+{
+    return QTest::qWaitFor(condition, asyncTimeoutMs);
+}
+
 // Does `action` and waits for the signal it causes. A worker may answer before its continuation
 // is attached, and Qt then runs the continuation at once: the spy must listen first.
 template <typename Signal, typename Action>

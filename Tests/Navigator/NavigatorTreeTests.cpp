@@ -53,14 +53,14 @@ TEST(NavigatorTree, ChangedFolderIsReadAgainWithoutCollapsingItsOpenRows)
     ASSERT_TRUE(expand(*model, model->findFolder(sandbox.file(QStringLiteral("home/Boda/Ceremonia")))));
 
     const QString added = sandbox.mkdir(QStringLiteral("home/Boda/Album"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return model->findFolder(added).isValid(); }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return model->findFolder(added).isValid(); }));
     EXPECT_TRUE(model->findFolder(sandbox.file(QStringLiteral("home/Boda/Ceremonia/Entrada"))).isValid())
         << "the open folder kept its listing";
     EXPECT_EQ(childPaths(*model, model->findFolder(sandbox.file(QStringLiteral("home/Boda")))),
               (QStringList{added, sandbox.file(QStringLiteral("home/Boda/Ceremonia"))}));
 
     ASSERT_EQ(::rmdir(Paths::encode(added).constData()), 0);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !model->findFolder(added).isValid(); }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return !model->findFolder(added).isValid(); }));
 }
 
 TEST(NavigatorTree, CardsAppearUnderVolumesAsTheyAreMounted)
@@ -69,10 +69,10 @@ TEST(NavigatorTree, CardsAppearUnderVolumesAsTheyAreMounted)
     const QString first = sandbox.mkdir(QStringLiteral("media/NIKON D850"));
     auto model = makeNavigator(sandbox);
     const QModelIndex volumes = model->sectionIndex(NavigatorModel::Section::volumes);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return childPaths(*model, volumes) == QStringList{first}; }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return childPaths(*model, volumes) == QStringList{first}; }));
 
     const QString second = sandbox.mkdir(QStringLiteral("media/EOS_DIGITAL"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return childPaths(*model, volumes).size() == 2; }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return childPaths(*model, volumes).size() == 2; }));
     EXPECT_EQ(childPaths(*model, volumes), (QStringList{second, first}));
 }
 
@@ -115,13 +115,13 @@ TEST(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
     const QString made = sandbox.file(QStringLiteral("home/Selección"));
     EXPECT_EQ(created.first().first().toString(), made);
     EXPECT_FALSE(row.isValid()) << "the new-folder row is gone";
-    EXPECT_TRUE(QTest::qWaitFor([&] { return model->findFolder(made).isValid(); }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return model->findFolder(made).isValid(); }));
     EXPECT_EQ(childPaths(*model, home), (QStringList{existing, made}));
 
     // The name offered is one that is free.
     sandbox.mkdir(QStringLiteral("home/Carpeta nueva"));
     sandbox.mkdir(QStringLiteral("home/Carpeta nueva 2"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return model->rowCount(home) == 4; }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return model->rowCount(home) == 4; }));
     EXPECT_EQ(model->beginNewFolder(home).data(Qt::EditRole).toString(), QStringLiteral("Carpeta nueva 3"));
 }
 
@@ -140,6 +140,6 @@ TEST(NavigatorTree, RefreshReadsAgainAFolderNamedInBytesThatAreNotUtf8)
     // Such a folder cannot be watched by name: a transfer into it is seen through refresh().
     const QString added = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9/sesi\xf3n")));
     model->refresh();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return model->findFolder(added).isValid(); }, asyncTimeoutMs));
+    EXPECT_TRUE(eventually([&] { return model->findFolder(added).isValid(); }));
     EXPECT_EQ(model->findFolder(added).data(NavigatorModel::PathRole).toString(), added) << "the bytes survive";
 }

@@ -39,12 +39,7 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     library.open(start);
 
     const auto centre = [&](const QModelIndex& index) { return tree.visualRect(index).center(); };
-    struct Row {
-        const char* what;
-        std::function<void()> gesture;
-        QStringList tabs;
-        QString current;
-    };
+    struct Row { const char* what; std::function<void()> gesture; QStringList tabs; QString current; };
     const Row rows[] = {
         {"Enter replaces the tab being left",
          [&] {

@@ -22,11 +22,6 @@ const InputTrigger back = InputTrigger::mouse(3, 0, QStringLiteral("Ratón 4"));
 const InputTrigger forward = InputTrigger::mouse(4, 0, QStringLiteral("Ratón 5"));
 const InputTrigger escape = InputTrigger::key(KeyCodeTable::escapeKey, 0, QStringLiteral("Esc"));
 
-QSettings preferences()
-{
-    return QSettings(QStringLiteral("Vantelor"), QStringLiteral("Vantelor"));
-}
-
 void wait(const QFuture<void>& future)
 {
     // Generous: the worker shares a busy machine with other test programs.
@@ -56,23 +51,11 @@ QList<InputTrigger> triggersOf(const ShortcutStore& store, ActionID action)
     return qputenv("XDG_CONFIG_HOME", home.path().toUtf8());
 }();
 
-class ShortcutStoreTest : public ::testing::Test {
-protected:
-    void SetUp() override { preferences().remove(ShortcutStore::preferencesKey); }
-    void TearDown() override { preferences().remove(ShortcutStore::preferencesKey); }
-};
-
 } // namespace
 
-TEST_F(ShortcutStoreTest, RecordingAssignsRefusesOrCancels)
+TEST(ShortcutStore, RecordingAssignsRefusesOrCancels)
 {
-    struct Row {
-        const char* name;
-        ActionID action;
-        InputTrigger pressed;
-        QList<InputTrigger> expectedTriggers;
-        const char* expectedError;
-    };
+    struct Row { const char* name; ActionID action; InputTrigger pressed; QList<InputTrigger> expectedTriggers; const char* expectedError; };
     const Row rows[] = {
         {"Escape cancels, nothing added", ActionID::copy, escape, {}, nullptr},
         {"side button added", ActionID::copy, back, {back}, nullptr},
@@ -96,7 +79,7 @@ TEST_F(ShortcutStoreTest, RecordingAssignsRefusesOrCancels)
 
 // Editing an extra trigger replaces it where it stands; turning it into the action's own basic
 // key leaves only the basic key.
-TEST_F(ShortcutStoreTest, AnEditedTriggerIsReplacedInPlace)
+TEST(ShortcutStore, AnEditedTriggerIsReplacedInPlace)
 {
     const InputTrigger other = InputTrigger::mouse(5, 0, QStringLiteral("Ratón 6"));
     ShortcutStore store(false);
@@ -111,14 +94,10 @@ TEST_F(ShortcutStoreTest, AnEditedTriggerIsReplacedInPlace)
     EXPECT_EQ(triggersOf(store, ActionID::sheet), basic + QList<InputTrigger>({other}));
 }
 
-TEST_F(ShortcutStoreTest, ConflictWaitsForTheUserThenReplacesOrCancels)
+TEST(ShortcutStore, ConflictWaitsForTheUserThenReplacesOrCancels)
 {
-    struct Row {
-        const char* name;
-        std::function<void(ShortcutStore&)> answer;
-        std::optional<ActionID> holder;  // of the side button afterwards
-        bool recording;
-    };
+    // holder: of the side button afterwards.
+    struct Row { const char* name; std::function<void(ShortcutStore&)> answer; std::optional<ActionID> holder; bool recording; };
     const Row rows[] = {
         {"Reemplazar", [](ShortcutStore& s) { s.replaceConflict(); }, ActionID::copy, false},
         {"Cancelar", [](ShortcutStore& s) { s.cancelRecording(); }, ActionID::move, false},
@@ -149,8 +128,9 @@ TEST_F(ShortcutStoreTest, ConflictWaitsForTheUserThenReplacesOrCancels)
 
 // Removing, resetting and recording are each saved at once, and a store that does not persist
 // neither reads nor writes the preferences.
-TEST_F(ShortcutStoreTest, EveryChangeIsSavedAndSurvivesARestart)
+TEST(ShortcutStore, EveryChangeIsSavedAndSurvivesARestart)
 {
+    QSettings(QStringLiteral("Vantelor"), QStringLiteral("Vantelor")).remove(ShortcutStore::preferencesKey);
     test::Sandbox sandbox;
     ShortcutProfile expected;
     {
@@ -176,7 +156,7 @@ TEST_F(ShortcutStoreTest, EveryChangeIsSavedAndSurvivesARestart)
     EXPECT_EQ(ShortcutStore(true).profile(), ShortcutProfile::defaults());
 }
 
-TEST_F(ShortcutStoreTest, ExportNeverReplacesAFileAndImportGivesTheSameBindings)
+TEST(ShortcutStore, ExportNeverReplacesAFileAndImportGivesTheSameBindings)
 {
     test::Sandbox sandbox;
     const QString file = sandbox.file(ShortcutProfileFile::suggestedName);
@@ -195,14 +175,11 @@ TEST_F(ShortcutStoreTest, ExportNeverReplacesAFileAndImportGivesTheSameBindings)
     expectSameProfile(store.profile(), exported);
 }
 
-TEST_F(ShortcutStoreTest, RefusedImportsSayWhyAndChangeNothing)
+TEST(ShortcutStore, RefusedImportsSayWhyAndChangeNothing)
 {
     const QByteArray notJson("shortcuts: all of them");
     test::Sandbox sandbox;
-    struct Row {
-        QString path;  // read from this file; empty: the bytes
-        QString message;
-    };
+    struct Row { QString path; QString message; };  // path empty: the bytes are imported
     const Row rows[] = {
         {{}, ShortcutProfile::fromJson(notJson).message()},
         {sandbox.mkdir(QStringLiteral("folder.json")), sandbox.file(QStringLiteral("folder.json")) + QStringLiteral(": Is a directory")},
@@ -224,7 +201,7 @@ TEST_F(ShortcutStoreTest, RefusedImportsSayWhyAndChangeNothing)
     }
 }
 
-TEST_F(ShortcutStoreTest, OnlyTheLatestImportIsApplied)
+TEST(ShortcutStore, OnlyTheLatestImportIsApplied)
 {
     test::Sandbox sandbox;
     ShortcutProfile first = ShortcutProfile::defaults();

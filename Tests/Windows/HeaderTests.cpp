@@ -41,11 +41,7 @@ TEST(HeaderBar, ResizeHandleClampsStoresAndResets)
     HeaderBar header(library, handle, &window);
     EXPECT_EQ(header.headerHeight(), 68);
 
-    struct Row {
-        const char* what;
-        QList<int> moves;
-        double expected;
-    };
+    struct Row { const char* what; QList<int> moves; double expected; };
     const Row rows[] = {
         // Each drag starts from the height the previous one left.
         {"down by 30", {10, 30}, 98},

@@ -37,10 +37,7 @@ TEST(TransferSheet, GroupsAssociatedFilesUnderTheirPhoto)
 
     QTreeWidget* list = sheet.list();
     ASSERT_EQ(list->topLevelItemCount(), 3);
-    struct Row {
-        QString headPrefix;
-        int files;
-    };
+    struct Row { QString headPrefix; int files; };
     const Row rows[] = {
         {QStringLiteral("DSC_0001.NEF"), 3},
         {QStringLiteral("dsc_0002.nef"), 2},

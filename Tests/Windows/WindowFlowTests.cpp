@@ -4,24 +4,20 @@
 
 #include <QAbstractButton>
 #include <QDropEvent>
-#include <QKeyEvent>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QSignalSpy>
-#include <QTest>
 #include <QTreeView>
-#include <QWindow>
 
 #include "ContentView.h"
 #include "FilterBar.h"
 #include "HeaderBar.h"
 #include "HeaderResizeHandle.h"
 #include "InspectorView.h"
+#include "Keyboard/KeyboardTestSupport.h"
 #include "KeyboardInput.h"
+#include "LibraryTestSupport.h"
 #include "MainWindow.h"
-#include "Model/FolderChooser.h"
-#include "Model/LibraryModel.h"
 #include "Model/ShortcutStore.h"
 #include "NavigatorView.h"
 #include "PhotoGridView.h"
@@ -36,17 +32,11 @@ using namespace vantelor::test;
 
 namespace {
 
-// A chooser nobody answers: no dialog opens during a test.
-class SilentChooser final : public FolderChooser {
-public:
-    void chooseFolder(const Request&, Done) override {}
-};
-
 // The application on a folder of three NEFs (the first with a sidecar rated 1) and a JPEG, with
 // the folder read and the first photo shown.
 struct Session {
     Sandbox folder;
-    SilentChooser chooser;
+    FakeChooser chooser;  // never answered: no dialog opens during a test
     std::unique_ptr<VantelorCullingApp> app;
 
     Session()
@@ -79,27 +69,15 @@ struct Session {
 
     void select(const QString& name) const { library().select(folder.file(name)); }
 
-    // A key as the window system delivers it: to the window, with its physical code (evdev + 8),
-    // which the shortcut profile is keyed by.
-    void press(Qt::Key key, quint32 evdev, const QString& text = {}) const
-    {
-        QWindow* target = app->mainWindow().windowHandle();
-        QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, text);
-        QApplication::sendEvent(target, &down);
-        QKeyEvent up(QEvent::KeyRelease, key, Qt::NoModifier, evdev + 8, 0, 0, text);
-        QApplication::sendEvent(target, &up);
-    }
+    void press(Qt::Key key, quint32 evdev, const QString& text = {}) const { pressKey(&app->mainWindow(), evdev, key, text); }
 };
 
 void click(QMessageBox* box, const QString& text)
 {
-    for (QAbstractButton* button : box->buttons()) {
-        if (button->text() == text) {
-            button->click();
-            return;
-        }
-    }
-    ADD_FAILURE() << "no button " << text.toStdString();
+    const QList<QAbstractButton*> buttons = box->buttons();
+    const auto button = std::find_if(buttons.begin(), buttons.end(), [&](QAbstractButton* b) { return b->text() == text; });
+    ASSERT_NE(button, buttons.end()) << text.toStdString();
+    (*button)->click();
 }
 
 } // namespace

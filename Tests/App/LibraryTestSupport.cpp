@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QTest>
-
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 
@@ -109,12 +106,6 @@ void ScriptedScans::failWith(const Request& request, const Failure& failure) con
     finishElsewhere(request.promise, Result<ScanSnapshot>(failure));
 }
 
-PhotoItem photoAt(const QString& path)
-{
-    const QDateTime time = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
-    return PhotoItem(path, 1000, time, time, path);
-}
-
 QStringList names(const QList<PhotoItem>& photos)
 {
     QStringList out;
@@ -123,10 +114,7 @@ QStringList names(const QList<PhotoItem>& photos)
     return out;
 }
 
-QByteArray nefWithDate(const char* date)
-{
-    return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt);
-}
+QByteArray nefWithDate(const char* date) { return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt); }
 
 QByteArray jpegWithDate(const char* date)
 {
@@ -134,17 +122,6 @@ QByteArray jpegWithDate(const char* date)
     if (date)
         info.dateTimeOriginal = QByteArray(date);
     return makeJpeg(16, 12, info);
-}
-
-void settle()
-{
-    for (int round = 0; round < 4; ++round)
-        QCoreApplication::processEvents();
-}
-
-bool eventually(const std::function<bool()>& condition)
-{
-    return QTest::qWaitFor(condition, 5000);
 }
 
 Harness::Harness(bool fakeScanner, int autosaveDelayMs, XMPSaveSeam seam)

@@ -2,8 +2,10 @@
 
 #include <memory>
 
+#include <QCoreApplication>
 #include <QPromise>
 #include <QStringList>
+#include <QTest>
 
 #include "Library/FolderIndexing.h"
 #include "Model/FolderChooser.h"
@@ -67,7 +69,11 @@ public:
 };
 
 // A photo record for a file that need not exist.
-PhotoItem photoAt(const QString& path);
+inline PhotoItem photoAt(const QString& path)
+{
+    const QDateTime time = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
+    return PhotoItem(path, 1000, time, time, path);
+}
 QStringList names(const QList<PhotoItem>& photos);
 
 // A small NEF and a small JPEG, each with its capture time if given.
@@ -75,9 +81,9 @@ QByteArray nefWithDate(const char* date = nullptr);
 QByteArray jpegWithDate(const char* date = nullptr);
 
 // Delivers the answers already given (queued calls) without waiting for anything else.
-void settle();
-// Waits (running the event loop) until the condition holds; false after five seconds.
-bool eventually(const std::function<bool()>& condition);
+inline void settle() { for (int round = 0; round < 4; ++round) QCoreApplication::processEvents(); }
+// Waits (running the event loop) until the condition holds; false after ten seconds.
+inline bool eventually(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 10000); }
 
 // A controller on fakes and real services, with nothing persisted and no pause before saving.
 struct Harness {

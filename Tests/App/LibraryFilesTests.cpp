@@ -26,10 +26,7 @@ XMPSnapshot sidecarOf(const QString& raw)
     return read.ok() ? *read : XMPSnapshot{};
 }
 
-bool idle(const LibraryModel& m)
-{
-    return !m.isSaving() && !m.isPreparing();
-}
+bool idle(const LibraryModel& m) { return !m.isSaving() && !m.isPreparing(); }
 
 TEST(LibraryMarks, EditsWithinTheDelayAreSavedOnceAndAnEditDuringASaveIsNotLost)
 {
@@ -179,10 +176,7 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
     }
 }
 
-QStringList visible(const QString& folder)
-{
-    return QDir(folder).entryList(QDir::Files);
-}
+QStringList visible(const QString& folder) { return QDir(folder).entryList(QDir::Files); }
 
 // A transfer of every photo of `src` into `dest` that stopped after staging them all, placing
 // the first `placed` and taking the first `kept` originals into the recovery folder, as a killed

@@ -446,35 +446,24 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     ASSERT_TRUE(eventually([&] { return model.findFolder(shoots[2]).isValid(); }));
     library.open(start);
 
-    const auto centre = [&](const QModelIndex& index) { return tree.visualRect(index).center(); };
+    const auto centre = [&](int i) { return tree.visualRect(model.findFolder(shoots[i])).center(); };
+    const auto enter = [&](int i, Qt::Key key) {
+        return [&, i, key] {
+            tree.setCurrentIndex(model.findFolder(shoots[i]));
+            QTest::keyClick(&tree, key);
+        };
+    };
     struct Row { const char* what; std::function<void()> gesture; QStringList tabs; QString current; };
     const Row rows[] = {
-        {"Enter replaces the tab being left",
-         [&] {
-             tree.setCurrentIndex(model.findFolder(shoots[0]));
-             QTest::keyClick(&tree, Qt::Key_Return);
-         },
-         {shoots[0]},
-         shoots[0]},
+        {"Enter replaces the tab being left", enter(0, Qt::Key_Return), {shoots[0]}, shoots[0]},
         {"a middle click keeps it and adds one",
-         [&] { QTest::mouseClick(tree.viewport(), Qt::MiddleButton, {}, centre(model.findFolder(shoots[1]))); },
-         {shoots[0], shoots[1]},
-         shoots[1]},
-        {"a double click replaces the current tab",
-         [&] {
-             const QPoint point = centre(model.findFolder(shoots[2]));
+         [&] { QTest::mouseClick(tree.viewport(), Qt::MiddleButton, {}, centre(1)); }, {shoots[0], shoots[1]}, shoots[1]},
+        {"a double click replaces the current tab", [&] {
+             const QPoint point = centre(2);
              QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, point);
              QTest::mouseDClick(tree.viewport(), Qt::LeftButton, {}, point);
-         },
-         {shoots[0], shoots[2]},
-         shoots[2]},
-        {"a folder already in a tab is gone to, and no tab closes",
-         [&] {
-             tree.setCurrentIndex(model.findFolder(shoots[0]));
-             QTest::keyClick(&tree, Qt::Key_Enter);
-         },
-         {shoots[0], shoots[2]},
-         shoots[0]},
+         }, {shoots[0], shoots[2]}, shoots[2]},
+        {"a folder already in a tab is gone to, and no tab closes", enter(0, Qt::Key_Enter), {shoots[0], shoots[2]}, shoots[0]},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);

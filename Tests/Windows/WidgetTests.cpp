@@ -66,10 +66,7 @@ TransferItem item(const QString& name, qint64 bytes)
 TEST(QFileDialogChooser, ChosenFolderKeepsItsBytes)
 {
     Sandbox sandbox;
-    struct Row {
-        const char* what;
-        QByteArray relative;   // bytes under the sandbox
-    };
+    struct Row { const char* what; QByteArray relative; };  // relative: bytes under the sandbox
     const Row rows[] = {
         {"UTF-8 name", QByteArray("Fotos de Dénia")},
         {"Latin-1 parent and child", QByteArray("Verano-\xf1/D\xed" "a-1")},

@@ -61,10 +61,10 @@ struct Session {
 
     bool loaded() const
     {
-        return QTest::qWaitFor([this] {
+        return eventually([this] {
             return !library().isPreparing() && library().visiblePhotos().size() == 4 && library().selectedID().has_value()
                 && library().snapshots().contains(folder.file(QStringLiteral("DSC_0001.NEF")));
-        }, 10000);
+        });
     }
 
     void select(const QString& name) const { library().select(folder.file(name)); }
@@ -83,8 +83,8 @@ void click(QMessageBox* box, const QString& text)
 } // namespace
 
 // The filmstrip and the sheet show the visible photos; a digit rates the current one everywhere
-// and G swaps the preview for the sheet, which the filmstrip would repeat.
-TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
+// and G swaps the preview for the sheet, which the filmstrip would repeat; a drop opens a folder.
+TEST(MainWindowFlow, KeysAndDropsDriveTheWindowAndTheFilmstripFollows)
 {
     Session session;
     ASSERT_TRUE(session.loaded());
@@ -129,13 +129,8 @@ TEST(MainWindowFlow, KeysDriveTheWindowAndTheFilmstripFollows)
         EXPECT_EQ(session.content().page(), page);
         EXPECT_EQ(session.content().filmstrip()->isVisible(), page != ContentView::Page::sheet);
     }
-}
 
-// A photo dropped on the window opens its folder with that photo selected, not the first one.
-TEST(MainWindowFlow, ADroppedPhotoOpensItsFolderWithItSelected)
-{
-    Session session;
-    ASSERT_TRUE(session.loaded());
+    // A photo dropped on the window opens its folder with that photo selected, not the first one.
     Sandbox other;
     other.write(QStringLiteral("a.JPG"), makeJpeg(320, 200));
     const QString photo = other.write(QStringLiteral("b.JPG"), makeJpeg(320, 200));
@@ -145,10 +140,9 @@ TEST(MainWindowFlow, ADroppedPhotoOpensItsFolderWithItSelected)
     // Straight to the widget: the application routes a drop only while a drag is in progress.
     static_cast<QObject&>(session.content()).event(&drop);
     EXPECT_TRUE(drop.isAccepted());
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        return session.library().folder() == other.path() && !session.library().isPreparing()
-            && session.library().selectedID() == photo;
-    }, 10000)) << session.library().folder().value_or("-").toStdString() << " " << session.library().selectedID().value_or("-").toStdString();
+    EXPECT_TRUE(eventually([&] {
+        return session.library().folder() == other.path() && !session.library().isPreparing() && session.library().selectedID() == photo;
+    })) << session.library().folder().value_or("-").toStdString() << " " << session.library().selectedID().value_or("-").toStdString();
 }
 
 // With Up and Down bound to stepping, as a user may bind them: the navigator tree and the
@@ -171,14 +165,8 @@ TEST(MainWindowFlow, ArrowsBelongToTheFocusedControlOrGoBackToThePhotos)
     const QModelIndex treeRow = tree->currentIndex();
     HeaderBar* header = session.content().header();
     const double height = header->headerHeight();
-    struct Row {
-        const char* what;
-        QWidget* focus;
-        Qt::Key key;
-        quint32 evdev;
-        std::function<bool()> done;  // what the key did there
-        bool handsBack;              // Right steps photos afterwards
-    };
+    // done: what the key did there; handsBack: Right steps photos afterwards.
+    struct Row { const char* what; QWidget* focus; Qt::Key key; quint32 evdev; std::function<bool()> done; bool handsBack; };
     const Row rows[] = {
         {"Enter in the search", search, Qt::Key_Return, KEY_ENTER, [&] { return QApplication::focusWidget() != search; }, true},
         {"Esc in the search", search, Qt::Key_Escape, KEY_ESC, [&] { return QApplication::focusWidget() != search; }, true},
@@ -217,7 +205,7 @@ TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
         session.folder.write(QStringLiteral("DSC_0001.xmp"), XmpFixtures::lightroom(2, QStringLiteral("Red")));
         library.savePending();
 
-        ASSERT_TRUE(QTest::qWaitFor([&] { return session.content().conflictAlert() != nullptr; }, 5000));
+        ASSERT_TRUE(eventually([&] { return session.content().conflictAlert() != nullptr; }));
         QMessageBox* alert = session.content().conflictAlert();
         EXPECT_EQ(alert->windowTitle(), QStringLiteral("XMP modificado fuera de Vantelor"));
         EXPECT_TRUE(alert->informativeText().startsWith(QStringLiteral("DSC_0001.NEF\n")));
@@ -225,7 +213,7 @@ TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
         EXPECT_FALSE(library.isSaving()) << "nothing is written while the user has not chosen";
         click(alert, merge ? QStringLiteral("Combinar los campos editados") : QStringLiteral("Cargar XMP externo"));
 
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !library.conflictURL() && library.dirty().isEmpty() && !library.isSaving(); }, 5000));
+        ASSERT_TRUE(eventually([&] { return !library.conflictURL() && library.dirty().isEmpty() && !library.isSaving(); }));
         EXPECT_EQ(library.mark(url).rating, merge ? 4 : 2);
         const QByteArray sidecar = session.folder.read(QStringLiteral("DSC_0001.xmp"));
         EXPECT_EQ(sidecar.contains("Rating=\"4\"") || sidecar.contains("Rating>4<"), merge);
@@ -236,12 +224,7 @@ TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
 // Only NEF edits are worth asking about: JPEG ratings last the session by design.
 TEST(MainWindowFlow, QuittingWithPendingNefEditsAsks)
 {
-    struct Row {
-        QString photo;
-        QString button;  // none: no question
-        bool quits;
-        bool saved;
-    };
+    struct Row { QString photo; QString button; bool quits; bool saved; };  // no button: no question
     const Row rows[] = {
         {QStringLiteral("DSC_0002.NEF"), QStringLiteral("Guardar y salir"), true, true},
         {QStringLiteral("DSC_0002.NEF"), QStringLiteral("Cancelar"), false, false},
@@ -259,14 +242,11 @@ TEST(MainWindowFlow, QuittingWithPendingNefEditsAsks)
 
         session.app->mainWindow().close();
         if (!row.button.isEmpty()) {
-            ASSERT_TRUE(QTest::qWaitFor([&] { return session.app->quitAlert() != nullptr; }, 3000));
+            ASSERT_TRUE(eventually([&] { return session.app->quitAlert() != nullptr; }));
             EXPECT_TRUE(session.app->quitAlert()->informativeText().startsWith(QStringLiteral("Hay 1 fotos NEF")));
             click(session.app->quitAlert(), row.button);
         }
-        if (row.quits)
-            EXPECT_TRUE(QTest::qWaitFor([&] { return terminated.count() == 1; }, 5000));
-        else
-            EXPECT_FALSE(terminated.wait(300));
+        EXPECT_EQ(row.quits ? eventually([&] { return terminated.count() == 1; }) : terminated.wait(300), row.quits);
         EXPECT_TRUE(row.button.isEmpty() || session.app->mainWindow().isVisible() != row.quits) << "the window stays only when the user stays";
         EXPECT_EQ(session.folder.exists(QStringLiteral("DSC_0002.xmp")), row.saved);
     }

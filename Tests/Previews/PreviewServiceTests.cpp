@@ -18,8 +18,11 @@ namespace vantelor::test {
 
 namespace {
 
-// A decoder under the test's control: records the files it is asked for and the sizes it
-// finished, and holds back the files the test names until it lets them go.
+using Probe = PreviewService::Probe;
+
+// A decoder under the test's control: records the files it is asked for, the nice value of the
+// thread that took each and the sizes it finished, and holds back the files the test names
+// until it lets them go. Files named "fail…" are unreadable.
 class ScriptedDecoder {
 public:
     Result<PreviewResult> operator()(const PhotoItem& item, int dimension)
@@ -53,22 +56,9 @@ public:
                 return false;
         return true;
     }
-    QStringList started()
-    {
-        const QMutexLocker lock(&m_mutex);
-        return m_started;
-    }
-    // The nice value of the thread that decoded the file.
-    int niceOf(const QString& name)
-    {
-        const QMutexLocker lock(&m_mutex);
-        return m_nice.value(name, -100);
-    }
-    QList<int> dimensions()
-    {
-        const QMutexLocker lock(&m_mutex);
-        return m_dimensions;
-    }
+    QStringList started() { const QMutexLocker lock(&m_mutex); return m_started; }
+    int niceOf(const QString& name) { const QMutexLocker lock(&m_mutex); return m_nice.value(name, -100); }
+    QList<int> dimensions() { const QMutexLocker lock(&m_mutex); return m_dimensions; }
 
 private:
     QMutex m_mutex;
@@ -84,52 +74,52 @@ struct Fixture {
     ScriptedDecoder decoder;
     PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), std::ref(decoder)};
 
-    // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
-    QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads()
-    {
-        QList<QFuture<Result<PreviewResult>>> futures;
-        for (const QString& name : {QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}) {
-            decoder.hold(name);
-            futures.append(service.load(photo(name), 2560));
-            decoder.waitUntilStarted(name);
-        }
-        return futures;
-    }
-
     PhotoItem photo(const QString& name)
     {
-        const QString path = sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels"));
-        return **PhotoItem::inspect(path);
+        return **PhotoItem::inspect(sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels")));
+    }
+    // A display request for the file, held in its decoder until the test lets it go.
+    QFuture<Result<PreviewResult>> held(const QString& name, bool warming = false)
+    {
+        decoder.hold(name);
+        auto future = warming ? service.prefetch(photo(name), 2560) : service.load(photo(name), 2560);
+        decoder.waitUntilStarted(name);
+        return future;
+    }
+    // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
+    QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads() { return {held(QStringLiteral("busy1.jpg")), held(QStringLiteral("busy2.jpg"))}; }
+    void releaseDisplayThreads()
+    {
+        decoder.release(QStringLiteral("busy1.jpg"));
+        decoder.release(QStringLiteral("busy2.jpg"));
     }
 };
 
-PreviewResult resultOf(int width, int height)
-{
-    PreviewResult result;
-    result.image = QImage(width, height, QImage::Format_RGB32);
-    return result;
-}
-
 } // namespace
 
+// Results are keyed by file, its state on disk now and the clamped size.
 TEST(PreviewService, ResultsAreKeyedByFileAndClampedSize)
 {
-    const struct {
-        int asked;
-        int used;
-    } rows[] = {{31, 32}, {32, 32}, {8192, 8192}, {8193, 8192}};
+    const struct { int asked, used; } rows[] = {{31, 32}, {32, 32}, {8192, 8192}, {8193, 8192}};
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.asked);
         Fixture f;
         const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
         const auto first = f.service.load(item, row.asked).result();
         ASSERT_TRUE(first.ok());
-        EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used}) << row.asked;
+        EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used});
         // The clamped size is a hit without decoding again; another size is another entry.
         EXPECT_EQ(f.service.load(item, row.used).result()->image.size(), first->image.size());
-        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1) << row.asked;
-        ASSERT_TRUE(f.service.load(item, row.used == 32 ? 400 : 2560).result().ok());
-        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 2) << row.asked;
-        EXPECT_EQ(PreviewService::Probe::cache(f.service).count(), 2);
+        EXPECT_EQ(Probe::decodeCount(f.service), 1);
+        const int other = row.used == 32 ? 400 : 2560;
+        ASSERT_TRUE(f.service.load(item, other).result().ok());
+        EXPECT_EQ(Probe::decodeCount(f.service), 2);
+        EXPECT_EQ(Probe::cache(f.service).count(), 2);
+        // The caller's record is stale once the file changes; the service looks at it as it is now.
+        const timespec times[2] = {{0, UTIME_OMIT}, {1'600'000'000, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, Paths::encode(item.url).constData(), times, 0), 0);
+        ASSERT_TRUE(f.service.load(item, other).result().ok());
+        EXPECT_EQ(Probe::decodeCount(f.service), 3);
     }
 }
 
@@ -139,96 +129,78 @@ TEST(PreviewService, ACacheHitNeverWaitsForADecode)
     const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
     const auto first = f.service.load(item, 1000).result();
     ASSERT_TRUE(first.ok());
-    // Both display threads are busy decoding: a hit must not wait for them.
     const auto busy = f.occupyDisplayThreads();
     const auto hit = f.service.load(item, 1000);
     ASSERT_TRUE(hit.result().ok());
     EXPECT_EQ(hit.result()->image.size(), QSize(1000, 500));
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
-    EXPECT_EQ(PreviewService::Probe::cache(f.service).totalCost(), first->cost());
-    f.decoder.release(QStringLiteral("busy1.jpg"));
-    f.decoder.release(QStringLiteral("busy2.jpg"));
+    EXPECT_EQ(Probe::decodeCount(f.service), 1);
+    EXPECT_EQ(Probe::cache(f.service).totalCost(), first->cost());
+    f.releaseDisplayThreads();
 }
 
 TEST(PreviewService, RequestsJoiningADecodeHoldNoThreadCancelAtOnceAndLiftAWarmingOne)
 {
     Fixture f;
-    const PhotoItem a = f.photo(QStringLiteral("a.jpg")), b = f.photo(QStringLiteral("b.jpg"));
-    f.decoder.hold(a.name());
-    const auto first = f.service.load(a, 2560);
-    f.decoder.waitUntilStarted(a.name());
+    const auto first = f.held(QStringLiteral("a.jpg"));
     // Later requests are misses too, and join the decode under way.
-    const auto joined = f.service.load(a, 2560);
-    auto waiting = f.service.load(a, 2560);
+    const auto joined = f.service.load(f.photo(QStringLiteral("a.jpg")), 2560);
+    auto waiting = f.service.load(f.photo(QStringLiteral("a.jpg")), 2560);
     waiting.cancel();
     waiting.waitForFinished();   // the decode is still held
     EXPECT_TRUE(waiting.isCanceled());
     EXPECT_FALSE(joined.isFinished());
     // The second display thread is free for another photo.
-    ASSERT_TRUE(f.service.load(b, 2560).result().ok());
+    ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("b.jpg")), 2560).result().ok());
 
     // The user reaches a photo queued for warming behind another: it is decoded for display.
-    const PhotoItem ahead1 = f.photo(QStringLiteral("ahead1.jpg")), ahead2 = f.photo(QStringLiteral("ahead2.jpg"));
-    f.decoder.hold(ahead1.name());
-    const auto warming1 = f.service.prefetch(ahead1, 2560);
-    f.decoder.waitUntilStarted(ahead1.name());
-    const auto warming2 = f.service.prefetch(ahead2, 2560);
-    const auto shown = f.service.load(ahead2, 2560);
-    ASSERT_TRUE(shown.result().ok());
+    const auto warming1 = f.held(QStringLiteral("ahead1.jpg"), true);
+    const auto warming2 = f.service.prefetch(f.photo(QStringLiteral("ahead2.jpg")), 2560);
+    ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("ahead2.jpg")), 2560).result().ok());
     ASSERT_TRUE(warming2.result().ok());
     EXPECT_FALSE(warming1.isFinished());
 
-    f.decoder.release(a.name());
-    f.decoder.release(ahead1.name());
+    f.decoder.release(QStringLiteral("a.jpg"));
+    f.decoder.release(QStringLiteral("ahead1.jpg"));
     ASSERT_TRUE(first.result().ok());
     ASSERT_TRUE(joined.result().ok());
-    PreviewService::Probe::waitForIdle(f.service);
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 4);
-    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
+    Probe::waitForIdle(f.service);
+    EXPECT_EQ(Probe::decodeCount(f.service), 4);
+    EXPECT_EQ(Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, CancellingAQueuedRequestEndsItAndItNeverDecodes)
 {
     Fixture f;
     const auto busy = f.occupyDisplayThreads();
-
     auto queued = f.service.load(f.photo(QStringLiteral("queued.jpg")), 2560);
     queued.cancel();
     queued.waitForFinished();  // both display threads are still held: only cancellation ends it
     EXPECT_TRUE(queued.isCanceled());
     EXPECT_EQ(queued.resultCount(), 0);
-
-    f.decoder.release(QStringLiteral("busy1.jpg"));
-    f.decoder.release(QStringLiteral("busy2.jpg"));
-    PreviewService::Probe::waitForIdle(f.service);
+    f.releaseDisplayThreads();
+    Probe::waitForIdle(f.service);
     EXPECT_FALSE(f.decoder.started().contains(QStringLiteral("queued.jpg")));
-    EXPECT_EQ(PreviewService::Probe::decodeLockCount(f.service), 0);
+    EXPECT_EQ(Probe::decodeLockCount(f.service), 0);
 }
 
 TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
 {
     Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-    f.decoder.hold(item.name());
-    auto running = f.service.load(item, 2560);
-    f.decoder.waitUntilStarted(item.name());
+    auto running = f.held(QStringLiteral("a.jpg"));
     running.cancel();
     running.waitForFinished();  // the decode is still held
     EXPECT_TRUE(running.isCanceled());
     EXPECT_TRUE(f.decoder.dimensions().isEmpty());
-
-    f.decoder.release(item.name());
-    PreviewService::Probe::waitForIdle(f.service);
-    const auto later = f.service.load(item, 2560);
-    EXPECT_TRUE(later.result().ok());
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 1);
+    f.decoder.release(QStringLiteral("a.jpg"));
+    Probe::waitForIdle(f.service);
+    EXPECT_TRUE(f.service.load(f.photo(QStringLiteral("a.jpg")), 2560).result().ok());
+    EXPECT_EQ(Probe::decodeCount(f.service), 1);
 }
 
 TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
 {
     Fixture f;
     const auto busy = f.occupyDisplayThreads();
-
     const auto thumb1 = f.service.load(f.photo(QStringLiteral("thumb1.jpg")), 200);
     const auto thumb2 = f.service.load(f.photo(QStringLiteral("thumb2.jpg")), 800);
     const auto large = f.service.load(f.photo(QStringLiteral("large.jpg")), 801);
@@ -236,22 +208,19 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     ASSERT_TRUE(f.service.prefetch(f.photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
     EXPECT_FALSE(thumb1.isFinished());
     // Each request reaches its decode queue through the lookup worker: wait until all three wait.
-    while (PreviewService::Probe::decodeLockCount(f.service) < 5)
+    while (Probe::decodeLockCount(f.service) < 5)
         QThread::yieldCurrentThread();
-
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
     f.decoder.release(QStringLiteral("busy1.jpg"));
     ASSERT_TRUE(thumb2.result().ok());
     EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
-    f.decoder.release(QStringLiteral("busy2.jpg"));
+    f.releaseDisplayThreads();
 }
 
 TEST(PreviewService, PrefetchDecodesOneFileAtATime)
 {
     Fixture f;
-    f.decoder.hold(QStringLiteral("ahead1.jpg"));
-    const auto first = f.service.prefetch(f.photo(QStringLiteral("ahead1.jpg")), 2560);
-    f.decoder.waitUntilStarted(QStringLiteral("ahead1.jpg"));
+    const auto first = f.held(QStringLiteral("ahead1.jpg"), true);
     const auto second = f.service.prefetch(f.photo(QStringLiteral("ahead2.jpg")), 2560);
     // A second warming thread would have started it at once.
     EXPECT_FALSE(f.decoder.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
@@ -259,37 +228,24 @@ TEST(PreviewService, PrefetchDecodesOneFileAtATime)
     EXPECT_TRUE(second.result().ok());
     // Decoding yields the CPU to the window: what may come next more than what is on screen.
     ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("shown.jpg")), 2560).result().ok());
-    const int window = ::getpriority(PRIO_PROCESS, ::gettid());
-    EXPECT_GT(f.decoder.niceOf(QStringLiteral("shown.jpg")), window);
+    EXPECT_GT(f.decoder.niceOf(QStringLiteral("shown.jpg")), ::getpriority(PRIO_PROCESS, ::gettid()));
     EXPECT_GT(f.decoder.niceOf(QStringLiteral("ahead2.jpg")), f.decoder.niceOf(QStringLiteral("shown.jpg")));
 }
 
 TEST(PreviewService, FailuresAreNotCached)
 {
-    for (const char* name : {"fail.jpg", "gone.jpg"}) {
+    for (const QString name : {"fail.jpg", "gone.jpg"}) {
         Fixture f;
-        const PhotoItem item = f.photo(QString::fromLatin1(name));
+        const PhotoItem item = f.photo(name);
         // A vanished file is unreadable without a decode.
-        const bool gone = name[0] == 'g';
+        const bool gone = name.startsWith('g');
         if (gone)
             ::unlink(Paths::encode(item.url).constData());
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(f.service.load(item, 500).result().message(), BrowserError::unreadableImage(item.name()).message());
-        EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), gone ? 0 : 2);
-        EXPECT_EQ(PreviewService::Probe::cache(f.service).count(), 0);
+            EXPECT_EQ(f.service.load(item, 500).result().message(), BrowserError::unreadableImage(name).message());
+        EXPECT_EQ(Probe::decodeCount(f.service), gone ? 0 : 2);
+        EXPECT_EQ(Probe::cache(f.service).count(), 0);
     }
-}
-
-TEST(PreviewService, AChangedFileGetsANewKey)
-{
-    Fixture f;
-    const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
-    ASSERT_TRUE(f.service.load(item, 500).result().ok());
-    const timespec times[2] = {{0, UTIME_OMIT}, {1'600'000'000, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, Paths::encode(item.url).constData(), times, 0), 0);
-    // The caller's record is stale; the service looks at the file as it is now.
-    ASSERT_TRUE(f.service.load(item, 500).result().ok());
-    EXPECT_EQ(PreviewService::Probe::decodeCount(f.service), 2);
 }
 
 TEST(PreviewService, RemovesOnlyOldCacheFilesAtStartAndFollowsXdg)
@@ -302,11 +258,10 @@ TEST(PreviewService, RemovesOnlyOldCacheFilesAtStartAndFollowsXdg)
         sandbox.write(QStringLiteral("cache/") + name, "x");
     {
         PreviewService service(1024 * 1024, sandbox.file(QStringLiteral("cache")));
-        PreviewService::Probe::waitForIdle(service);
+        Probe::waitForIdle(service);
     }
     for (const QString& name : removed + kept)
         EXPECT_EQ(sandbox.exists(QStringLiteral("cache/") + name), kept.contains(name)) << name.toStdString();
-
     // A relative XDG_CACHE_HOME is ignored, as the XDG base directory rules say.
     EnvironmentGuard environment;
     environment.set("XDG_CACHE_HOME", QByteArray("relative/cache"));
@@ -337,23 +292,26 @@ TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
 
 TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)
 {
-    PreviewCache byCount(1'000'000, 3);
-    for (const char* key : {"a", "b", "c"})
-        byCount.insert(QString::fromLatin1(key), resultOf(10, 10));
+    const auto of = [](int width, int height) {
+        PreviewResult result;
+        result.image = QImage(width, height, QImage::Format_RGB32);
+        return result;
+    };
+    PreviewCache byCount(1'000'000, 3), byCost(1000, 400);  // a 10 × 10 RGB32 bitmap costs 400 bytes
+    for (const QString key : {"a", "b", "c"}) {
+        byCount.insert(key, of(10, 10));
+        byCost.insert(key, of(10, 10));
+    }
     ASSERT_TRUE(byCount.find(QStringLiteral("a")).has_value());  // "a" is now the most recent
-    byCount.insert(QStringLiteral("d"), resultOf(10, 10));
+    byCount.insert(QStringLiteral("d"), of(10, 10));
     EXPECT_FALSE(byCount.find(QStringLiteral("b")).has_value());
     EXPECT_TRUE(byCount.find(QStringLiteral("a")).has_value());
-
-    PreviewCache byCost(1000, 400);  // a 10 × 10 RGB32 bitmap costs 400 bytes
-    for (const char* key : {"a", "b", "c"})
-        byCost.insert(QString::fromLatin1(key), resultOf(10, 10));
     EXPECT_FALSE(byCost.find(QStringLiteral("a")).has_value());
     // Replacing an entry replaces its cost; an entry above the whole limit is not kept.
-    byCost.insert(QStringLiteral("c"), resultOf(5, 10));
-    byCost.insert(QStringLiteral("huge"), resultOf(100, 100));
+    byCost.insert(QStringLiteral("c"), of(5, 10));
+    byCost.insert(QStringLiteral("huge"), of(100, 100));
     EXPECT_EQ(byCost.totalCost(), 600);
-    byCost.insert(QStringLiteral("whole"), resultOf(25, 10));   // exactly the limit: kept alone
+    byCost.insert(QStringLiteral("whole"), of(25, 10));   // exactly the limit: kept alone
     EXPECT_EQ(byCost.totalCost(), 1000);
 }
 

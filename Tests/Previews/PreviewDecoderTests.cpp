@@ -198,39 +198,11 @@ TEST(PreviewDecoder, ImagesTurnUprightByTheFilesOrientation)
     }
 }
 
-// Damaged files that must give the message; those that merely must not crash are replayed from
-// Fuzz/regressions (decode-empty-…, decode-noise-jpg, decode-text-png).
-TEST(PreviewDecoder, BadFilesGiveTheUnreadableMessage)
-{
-    const QByteArray jpeg = makeJpeg(patternImage(640, 480), 85);
-    ExifInfo rotated;
-    rotated.orientation = 6;
-    // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
-    const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
-        + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
-    const struct { const char* name; QByteArray bytes; bool decodes; } rows[] = {
-        {"empty.jpg", {}, false}, {"empty.nef", {}, false}, {"noise-rotated.jpg", noiseRotated, false},
-        {"cut.jpg", jpeg.left(jpeg.size() / 2), true},  // what could be decoded, as viewers show it
-        {"cut-cmyk.jpg", makeCmykJpeg(patternImage(640, 480)).chopped(3000), true},
-    };
-    Sandbox sandbox;
-    for (const auto& row : rows) {
-        const auto result = decodeFile(sandbox, QString::fromLatin1(row.name), row.bytes, 2560);
-        if (row.decodes)
-            EXPECT_FALSE(result.ok() ? result->image.isNull() : true) << row.name;
-        else
-            EXPECT_EQ(result.message(), BrowserError::unreadableImage(QString::fromLatin1(row.name)).message()) << row.name;
-    }
-    PhotoItem gone;
-    gone.url = sandbox.file(QStringLiteral("gone.nef"));
-    EXPECT_EQ(PreviewDecoder::decode(gone, 2560).message(),
-              QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser incompatible, estar dañado o desconectado."));
-}
-
 // What each kind of damage becomes: a damaged embedded preview is passed over for the next
 // source; a last source decoded only in part, or a cut preview where nothing else decodes, is
-// shown but marked; no data at all is unreadable.
-TEST(DamagedPreview, FallsThroughOrIsMarked)
+// shown but marked, as viewers show it; a file with nothing to decode gives the unreadable
+// message. Inputs that merely must not crash are replayed from Fuzz/regressions (decode-…).
+TEST(DamagedPreview, FallsThroughIsMarkedOrIsUnreadable)
 {
     // A DNG whose sensor data is zero after `keep` of its rows, as LibRaw reads a file cut short.
     const auto damagedDng = [](double keep) {
@@ -239,32 +211,45 @@ TEST(DamagedPreview, FallsThroughOrIsMarked)
         return dng.replace(dng.indexOf(QByteArray("\xB8\x0B\xB8\x0B", 4)) + kept, mosaicBytes - kept, QByteArray(mosaicBytes - kept, '\0'));
     };
     const QByteArray good = makeJpeg(patternImage(800, 600)), thumbnail = makeJpeg(patternImage(160, 120));
-    ExifInfo thumbnailed, cutThumbnail;
+    ExifInfo thumbnailed, cutThumbnail, rotated;
     thumbnailed.thumbnailJpeg = thumbnail;
     cutThumbnail.thumbnailJpeg = cut(thumbnail, 0.5);
+    rotated.orientation = 6;
+    // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
+    const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
+        + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
     NefLayout nef;
     nef.previews = {cut(makeJpeg(640, 480), 0.5)};
     const struct { const char* what; QString name; QByteArray bytes; bool readable; bool damaged; Source source; } rows[] = {
         {"intact JPEG", "good.jpg", good, true, false, Source::fullImage},
         {"JPEG cut short", "cut.jpg", cut(good, 0.6), true, true, Source::fullImage},
+        {"CMYK JPEG cut short", "cut-cmyk.jpg", makeCmykJpeg(patternImage(640, 480)).chopped(3000), true, true, Source::fullImage},
         {"intact EXIF thumbnail", "thumb.jpg", makeJpeg(patternImage(800, 600), 85, thumbnailed), true, false, Source::thumbnail},
         {"EXIF thumbnail cut short", "cut-thumb.jpg", makeJpeg(patternImage(800, 600), 85, cutThumbnail), true, false, Source::fullImage},
         // Its raw data is a dummy that LibRaw cannot decode either: the cut preview is all there is.
         {"NEF preview cut short", "cut.nef", makeNef(nef), true, true, Source::nikonPreview},
         {"DNG cut in its sensor data", "cut.dng", damagedDng(0.5), true, true, Source::fullImage},
         {"DNG without sensor data", "zero.dng", damagedDng(0), false, false, Source::fullImage},
+        {"empty JPEG", "empty.jpg", {}, false, false, Source::fullImage},
+        {"rotated JPEG that never decodes", "noise-rotated.jpg", noiseRotated, false, false, Source::fullImage},
     };
     Sandbox sandbox;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         const Result<PreviewResult> result = decodeFile(sandbox, row.name, row.bytes, 120);
         ASSERT_EQ(result.ok(), row.readable);
-        if (!result)
+        if (!result) {
+            EXPECT_EQ(result.message(), BrowserError::unreadableImage(row.name).message());
             continue;
+        }
         EXPECT_FALSE(result->image.isNull());
         EXPECT_EQ(result->damaged, row.damaged);
         EXPECT_EQ(result->source, row.source);
     }
+    PhotoItem gone;
+    gone.url = sandbox.file(QStringLiteral("gone.nef"));
+    EXPECT_EQ(PreviewDecoder::decode(gone, 2560).message(),
+              QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser incompatible, estar dañado o desconectado."));
     // The commands that decode a preview warn about a damaged one on standard error and still do
     // their work; an intact one gives no warning.
     const QString intact = sandbox.file("good.jpg"), damaged = sandbox.file("cut.jpg");
@@ -325,14 +310,24 @@ TEST(PhotoMetadata, FormatsShutterSpeedsAndApertures)
     EXPECT_EQ(PhotoMetadata::formatAperture(5.66), QStringLiteral("ƒ/5.7"));
 }
 
-TEST(PhotoMetadata, ReadsCaptureDataFromExifAndShowsDashesWithoutIt)
+// Raws that exiv2 0.27 cannot parse (CR3) still show their capture data, read by LibRaw. The
+// fixture is a DNG whose TIFF magic number is not 42: exiv2 refuses it as an unknown format,
+// while LibRaw, like for the raws that only it knows, reads its header and EXIF block.
+TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndShowsDashesWithoutIt)
 {
-    ExifInfo exif;
+    ExifInfo exif, rawExif;
     exif.model = QByteArray("NIKON Z 8");
     exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
-    exif.iso = 3200;
+    exif.iso = rawExif.iso = 3200;
     exif.fNumber = QPair<quint32, quint32>(40, 10);
-    exif.exposureTime = QPair<quint32, quint32>(1, 250);
+    exif.exposureTime = rawExif.exposureTime = QPair<quint32, quint32>(1, 250);
+    rawExif.dateTimeOriginal = "2024:03:01 10:15:30";
+    rawExif.lens = "RF24-70mm F2.8 L IS USM";
+    rawExif.fNumber = {28, 10};
+    QByteArray raw = makeDng(96, 64, rawExif);
+    raw[2] = 43;
+    const PhotoMetadata rawMetadata{96, 64, "Vantelor Test DNG", "RF24-70mm F2.8 L IS USM", "ISO 3200", "ƒ/2.8", "1/250 s"};
+    const QDateTime taken(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
     // Only the first ISO counts, and values of the wrong type or count are absent.
     TiffIfd wrongExif, wrong0;
     wrongExif.shorts(0x8827, {3200, 1600}).raw(0x829D, TiffIfd::typeRational, 0, 0);  // FNumber with no value at all
@@ -341,52 +336,34 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExifAndShowsDashesWithoutIt)
     QByteArray wrongTypes = makeJpeg(64, 48);
     wrongTypes.insert(2, jpegSegment(0xE1, QByteArray("Exif\0\0", 6) + TiffWriter::write({wrong0}, true)));
     // Where exiv2 knows no size, the decoders' own headers give it.
-    const struct { const char* name; QByteArray bytes; PhotoMetadata expected; } rows[] = {
-        {"exif.jpg", makeJpeg(patternImage(300, 200), 80, exif), {300, 200, "NIKON Z 8", "NIKKOR Z 24-120mm f/4 S", "ISO 3200", "ƒ/4.0", "1/250 s"}},
-        {"a.png", makePng(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}},
-        {"a.jpg", makeJpeg(120, 80), {120, 80, "—", "—", "—", "—", "—"}},
-        {"a.heic", makeHeic(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}},
-        {"types.jpg", wrongTypes, {64, 48, "—", "—", "ISO 3200", "—", "—"}},
+    const struct { const char* name; QByteArray bytes; PhotoMetadata expected; std::optional<QDateTime> taken; } rows[] = {
+        {"exif.jpg", makeJpeg(patternImage(300, 200), 80, exif), {300, 200, "NIKON Z 8", "NIKKOR Z 24-120mm f/4 S", "ISO 3200", "ƒ/4.0", "1/250 s"}, {}},
+        {"a.png", makePng(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}, {}},
+        {"a.jpg", makeJpeg(120, 80), {120, 80, "—", "—", "—", "—", "—"}, {}},
+        {"a.heic", makeHeic(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}, {}},
+        {"types.jpg", wrongTypes, {64, 48, "—", "—", "ISO 3200", "—", "—"}, {}},
+        {"IMG_0001.CR3", raw, rawMetadata, taken},
+        {"IMG_0002.dng", raw, rawMetadata, taken},
     };
     Sandbox sandbox;
     for (const auto& row : rows) {
-        const auto metadata = PreviewDecoder::metadata(sandbox.write(QString::fromUtf8(row.name), row.bytes));
-        ASSERT_TRUE(metadata.ok()) << row.name;
-        EXPECT_EQ(*metadata, row.expected) << row.name;
+        SCOPED_TRACE(row.name);
+        const QString path = sandbox.write(QString::fromUtf8(row.name), row.bytes);
+        const auto metadata = PreviewDecoder::metadata(path);
+        ASSERT_TRUE(metadata.ok());
+        EXPECT_EQ(*metadata, row.expected);
+        EXPECT_EQ(CaptureTimeReader::captureTime(path), row.taken);
     }
+    // A file of another kind is never handed to LibRaw, whatever it holds.
+    const QString tiff = sandbox.write("scan.tif", raw);
+    EXPECT_EQ(PreviewDecoder::metadata(tiff)->camera, "—");
+    EXPECT_FALSE(CaptureTimeReader::captureTime(tiff));
     EXPECT_EQ(PreviewDecoder::metadata(QStringLiteral("/nonexistent/DSC_9.NEF")).message(),
               BrowserError::unreadableImage(QStringLiteral("DSC_9.NEF")).message());
     // exiv2 built without HEIF support knows no size at all; the fallbacks must give it.
     EXPECT_EQ(HeifDecoder::size(makeHeic(patternImage(120, 80))), QSize(120, 80));
     EXPECT_EQ(HeifDecoder::size(makeJpeg(120, 80)), std::nullopt);
     EXPECT_EQ(JpegDecoder::size(makeJpeg(120, 80)), QSize(120, 80));
-}
-
-// Raws that exiv2 0.27 cannot parse (CR3) still show their capture data, read by LibRaw. The
-// fixture is a DNG whose TIFF magic number is not 42: exiv2 refuses it as an unknown format,
-// while LibRaw, like for the raws that only it knows, reads its header and EXIF block.
-TEST(RawCaptureData, ComesFromLibRawWhereExiv2Fails)
-{
-    ExifInfo exif;
-    exif.dateTimeOriginal = "2024:03:01 10:15:30";
-    exif.lens = "RF24-70mm F2.8 L IS USM";
-    exif.iso = 3200;
-    exif.fNumber = {28, 10};
-    exif.exposureTime = {1, 250};
-    QByteArray raw = makeDng(96, 64, exif);
-    raw[2] = 43;
-    Sandbox sandbox;
-    for (const QString name : {"IMG_0001.CR3", "IMG_0002.dng"}) {
-        const QString path = sandbox.write(name, raw);
-        const Result<PhotoMetadata> metadata = PreviewDecoder::metadata(path);
-        ASSERT_TRUE(metadata.ok()) << name.toStdString();
-        EXPECT_EQ(*metadata, (PhotoMetadata{96, 64, "Vantelor Test DNG", "RF24-70mm F2.8 L IS USM", "ISO 3200", "ƒ/2.8", "1/250 s"}));
-        EXPECT_EQ(CaptureTimeReader::captureTime(path), QDateTime(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC));
-    }
-    // A file of another kind is never handed to LibRaw, whatever it holds.
-    const QString tiff = sandbox.write("scan.tif", raw);
-    EXPECT_EQ(PreviewDecoder::metadata(tiff)->camera, "—");
-    EXPECT_FALSE(CaptureTimeReader::captureTime(tiff));
 }
 
 // A named pipe where a photo was expected: opening it for reading waits for a writer that never

@@ -121,54 +121,100 @@ TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
         EXPECT_EQ(JpegDecoder::scaleFor(row.size, row.max), row.scale) << row.size.width() << " at " << row.max;
 }
 
-TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceThatCoversTheSize)
+// Each format takes its cheapest source that covers the size. A damaged embedded preview is
+// passed over for the next source; a last source decoded only in part, or a cut preview where
+// nothing else decodes, is shown but marked, as viewers show it; a file with nothing to decode
+// gives the unreadable message. Inputs that merely must not crash are replayed from
+// Fuzz/regressions (decode-…).
+TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceOrIsMarkedDamaged)
 {
-    NefLayout nef;
+    NefLayout nef, cutNef;
     nef.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
     nef.exif.model = QByteArray("NIKON Z 6_2");
-    ExifInfo withThumbnail;
-    withThumbnail.thumbnailJpeg = makeJpeg(160, 120);
+    // Its raw data is a dummy that LibRaw cannot decode either: the cut preview is all there is.
+    cutNef.previews = {cut(makeJpeg(640, 480), 0.5)};
+    const QByteArray thumbnail = makeJpeg(160, 120);
+    ExifInfo withThumbnail, cutThumbnail, damagedThumbnail, rotated;
+    withThumbnail.thumbnailJpeg = thumbnail;
+    cutThumbnail.thumbnailJpeg = cut(thumbnail, 0.5);
     // A thumbnail that does not decode, in a file with an orientation: the image itself serves.
-    ExifInfo damagedThumbnail;
     damagedThumbnail.orientation = 1;
     damagedThumbnail.thumbnailJpeg = QByteArray("\xFF\xD8\xFF\xDB", 4) + QByteArray(300, '\x5A');
+    // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
+    rotated.orientation = 6;
+    const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
+        + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
     const QImage image = patternImage(900, 600);
-    const QByteArray big = makeJpeg(patternImage(2400, 1600), 85, withThumbnail);
+    const QByteArray big = makeJpeg(patternImage(2400, 1600), 85, withThumbnail), good = makeJpeg(patternImage(800, 600));
     // An ARW-like TIFF: IFD0 is the raw image, IFD1 a 160-px JPEG thumbnail.
     TiffIfd arw0, arw1;
     arw0.ascii(0x110, "ILCE-7M4").longs(0x100, {6000}).longs(0x101, {4000}).shorts(0x103, {32767}).data(0x111, 0x117, QByteArray(2048, '\x11'));
     arw1.shorts(0x103, {6}).data(0x201, 0x202, makeJpeg(160, 120));
+    // A DNG whose sensor data is zero after `keep` of its rows, as LibRaw reads a file cut short.
+    const auto damagedDng = [](double keep) {
+        const qsizetype mosaicBytes = 96 * 64 * 2, kept = qsizetype(double(mosaicBytes) * keep);
+        QByteArray dng = makeDng(96, 64);
+        return dng.replace(dng.indexOf(QByteArray("\xB8\x0B\xB8\x0B", 4)) + kept, mosaicBytes - kept, QByteArray(mosaicBytes - kept, '\0'));
+    };
     const QString notUtf8 = Paths::decode(QByteArray("caf\xE9-\xFF"));
-    // metadata: the width, or for raws the camera, the result carries ("" for neither).
-    const struct { QString name; QByteArray bytes; int dimension; QSize size; Source source; QString metadata; } rows[] = {
-        {"DSC_0001.NEF", makeNef(nef), 600, {600, 400}, Source::nikonPreview, "NIKON Z 6_2"},
-        {notUtf8 + ".nef", makeNef(200, 100), 2560, {200, 100}, Source::nikonPreview, ""},
-        {"big.jpg", big, 1600, {1600, 1067}, Source::fullImage, "2400"},
-        {"thumb.jpg", big, 160, {160, 120}, Source::thumbnail, "2400"},
-        {"reduced.jpg", big, 100, {100, 75}, Source::thumbnail, "2400"},
-        {"damaged-thumb.jpg", makeJpeg(image, 85, damagedThumbnail), 100, {100, 66}, Source::fullImage, "900"},
-        {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, "800"},
-        {"cmyk.jpg", makeCmykJpeg(image), 450, {450, 300}, Source::fullImage, "900"},
-        {notUtf8 + ".TIFF", makeTiff(image), 450, {450, 300}, Source::fullImage, "900"},
-        {"saved-as.jpg", makePng(image), 450, {450, 300}, Source::fullImage, "900"},  // the content decides
-        {"IMG_0001.HEIC", makeHeic(image, 160), 100, {100, 66}, Source::thumbnail, "900"},
-        {"IMG_0002.HEIC", makeHeic(image, 160), 1600, {900, 600}, Source::fullImage, "900"},
-        {"a.heif", makeHeic(patternImage(320, 240)), 160, {160, 120}, Source::fullImage, "320"},
-        {"DSC0001.ARW", TiffWriter::write({arw0, arw1}, true), 2560, {160, 120}, Source::thumbnail, "ILCE-7M4"},
-        {"a.dng", makeDng(256, 192), 2560, {128, 96}, Source::fullImage, ""},  // LibRaw at half size
+    // size: none when unreadable. metadata: the width, or for raws the camera, the result carries ("" for neither).
+    const struct { QString name; QByteArray bytes; int dimension; QSize size; Source source; QString metadata; bool damaged; } rows[] = {
+        {"DSC_0001.NEF", makeNef(nef), 600, {600, 400}, Source::nikonPreview, "NIKON Z 6_2", false},
+        {notUtf8 + ".nef", makeNef(200, 100), 2560, {200, 100}, Source::nikonPreview, "", false},
+        {"big.jpg", big, 1600, {1600, 1067}, Source::fullImage, "2400", false},
+        {"thumb.jpg", big, 160, {160, 120}, Source::thumbnail, "2400", false},
+        {"reduced.jpg", big, 100, {100, 75}, Source::thumbnail, "2400", false},
+        {"damaged-thumb.jpg", makeJpeg(image, 85, damagedThumbnail), 100, {100, 66}, Source::fullImage, "900", false},
+        {"cut-thumb.jpg", makeJpeg(patternImage(800, 600), 85, cutThumbnail), 120, {120, 90}, Source::fullImage, "800", false},
+        {notUtf8 + ".jpeg", makeJpeg(800, 600), 400, {400, 300}, Source::fullImage, "800", false},
+        {"good.jpg", good, 120, {120, 90}, Source::fullImage, "800", false},
+        {"cut.jpg", cut(good, 0.6), 120, {120, 90}, Source::fullImage, "", true},
+        {"cmyk.jpg", makeCmykJpeg(image), 450, {450, 300}, Source::fullImage, "900", false},
+        {"cut-cmyk.jpg", makeCmykJpeg(patternImage(640, 480)).chopped(3000), 120, {120, 90}, Source::fullImage, "", true},
+        {notUtf8 + ".TIFF", makeTiff(image), 450, {450, 300}, Source::fullImage, "900", false},
+        {"saved-as.jpg", makePng(image), 450, {450, 300}, Source::fullImage, "900", false},  // the content decides
+        {"IMG_0001.HEIC", makeHeic(image, 160), 100, {100, 66}, Source::thumbnail, "900", false},
+        {"IMG_0002.HEIC", makeHeic(image, 160), 1600, {900, 600}, Source::fullImage, "900", false},
+        {"a.heif", makeHeic(patternImage(320, 240)), 160, {160, 120}, Source::fullImage, "320", false},
+        {"DSC0001.ARW", TiffWriter::write({arw0, arw1}, true), 2560, {160, 120}, Source::thumbnail, "ILCE-7M4", false},
+        {"a.dng", makeDng(256, 192), 2560, {128, 96}, Source::fullImage, "", false},  // LibRaw at half size
+        {"cut.nef", makeNef(cutNef), 120, {120, 90}, Source::nikonPreview, "", true},
+        {"cut.dng", damagedDng(0.5), 120, {48, 32}, Source::fullImage, "", true},
+        {"zero.dng", damagedDng(0), 120, {}, Source::fullImage, "", false},
+        {"empty.jpg", {}, 120, {}, Source::fullImage, "", false},
+        {"noise-rotated.jpg", noiseRotated, 120, {}, Source::fullImage, "", false},
     };
     Sandbox sandbox;
     for (const auto& row : rows) {
         SCOPED_TRACE(Paths::displayText(row.name).toStdString());
         const auto result = decodeFile(sandbox, row.name, row.bytes, row.dimension);
+        if (row.size.isEmpty()) {
+            EXPECT_EQ(result.message(), BrowserError::unreadableImage(row.name).message());
+            continue;
+        }
         ASSERT_TRUE(result.ok()) << result.message().toStdString();
         EXPECT_EQ(result->image.size(), row.size);
         EXPECT_EQ(result->source, row.source);
         EXPECT_EQ(result->usedFallback, row.source == Source::fullImage);
+        EXPECT_EQ(result->damaged, row.damaged);
         const QString& camera = result->metadata.camera;
         EXPECT_EQ(row.metadata.isEmpty() ? "" : row.metadata[0].isDigit() ? QString::number(result->metadata.width) : camera, row.metadata);
         if (row.size.width() >= 400)
             expectUpright(result->image, row.name);
+    }
+    PhotoItem gone;
+    gone.url = sandbox.file(QStringLiteral("gone.nef"));
+    EXPECT_EQ(PreviewDecoder::decode(gone, 2560).message(),
+              QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser incompatible, estar dañado o desconectado."));
+    // The commands that decode a preview warn about a damaged one on standard error and still do
+    // their work; an intact one gives no warning.
+    const QString intact = sandbox.file("good.jpg"), damaged = sandbox.file("cut.jpg");
+    const std::pair<QStringList, bool> commands[] = {{{"preview", intact}, false}, {{"preview", "--size", "64", damaged, intact}, true},
+                                                     {{"peaking", damaged}, true}, {{"nef-preview", sandbox.file("cut.nef")}, true}};
+    for (const auto& [arguments, warns] : commands) {
+        const CliRun run = runCli(arguments);
+        EXPECT_EQ(run.status, 0) << run.err.toStdString();
+        EXPECT_EQ(run.err.contains("vista previa dañada"), warns) << arguments.join(' ').toStdString() << run.err.toStdString();
     }
 }
 
@@ -195,70 +241,6 @@ TEST(PreviewDecoder, ImagesTurnUprightByTheFilesOrientation)
             EXPECT_EQ(result->image.size(), upright.size()) << orientation;
             expectUpright(result->image, QStringLiteral("%1 orientation %2").arg(name).arg(orientation));
         }
-    }
-}
-
-// What each kind of damage becomes: a damaged embedded preview is passed over for the next
-// source; a last source decoded only in part, or a cut preview where nothing else decodes, is
-// shown but marked, as viewers show it; a file with nothing to decode gives the unreadable
-// message. Inputs that merely must not crash are replayed from Fuzz/regressions (decode-…).
-TEST(DamagedPreview, FallsThroughIsMarkedOrIsUnreadable)
-{
-    // A DNG whose sensor data is zero after `keep` of its rows, as LibRaw reads a file cut short.
-    const auto damagedDng = [](double keep) {
-        const qsizetype mosaicBytes = 96 * 64 * 2, kept = qsizetype(double(mosaicBytes) * keep);
-        QByteArray dng = makeDng(96, 64);
-        return dng.replace(dng.indexOf(QByteArray("\xB8\x0B\xB8\x0B", 4)) + kept, mosaicBytes - kept, QByteArray(mosaicBytes - kept, '\0'));
-    };
-    const QByteArray good = makeJpeg(patternImage(800, 600)), thumbnail = makeJpeg(patternImage(160, 120));
-    ExifInfo thumbnailed, cutThumbnail, rotated;
-    thumbnailed.thumbnailJpeg = thumbnail;
-    cutThumbnail.thumbnailJpeg = cut(thumbnail, 0.5);
-    rotated.orientation = 6;
-    // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
-    const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
-        + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
-    NefLayout nef;
-    nef.previews = {cut(makeJpeg(640, 480), 0.5)};
-    const struct { const char* what; QString name; QByteArray bytes; bool readable; bool damaged; Source source; } rows[] = {
-        {"intact JPEG", "good.jpg", good, true, false, Source::fullImage},
-        {"JPEG cut short", "cut.jpg", cut(good, 0.6), true, true, Source::fullImage},
-        {"CMYK JPEG cut short", "cut-cmyk.jpg", makeCmykJpeg(patternImage(640, 480)).chopped(3000), true, true, Source::fullImage},
-        {"intact EXIF thumbnail", "thumb.jpg", makeJpeg(patternImage(800, 600), 85, thumbnailed), true, false, Source::thumbnail},
-        {"EXIF thumbnail cut short", "cut-thumb.jpg", makeJpeg(patternImage(800, 600), 85, cutThumbnail), true, false, Source::fullImage},
-        // Its raw data is a dummy that LibRaw cannot decode either: the cut preview is all there is.
-        {"NEF preview cut short", "cut.nef", makeNef(nef), true, true, Source::nikonPreview},
-        {"DNG cut in its sensor data", "cut.dng", damagedDng(0.5), true, true, Source::fullImage},
-        {"DNG without sensor data", "zero.dng", damagedDng(0), false, false, Source::fullImage},
-        {"empty JPEG", "empty.jpg", {}, false, false, Source::fullImage},
-        {"rotated JPEG that never decodes", "noise-rotated.jpg", noiseRotated, false, false, Source::fullImage},
-    };
-    Sandbox sandbox;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        const Result<PreviewResult> result = decodeFile(sandbox, row.name, row.bytes, 120);
-        ASSERT_EQ(result.ok(), row.readable);
-        if (!result) {
-            EXPECT_EQ(result.message(), BrowserError::unreadableImage(row.name).message());
-            continue;
-        }
-        EXPECT_FALSE(result->image.isNull());
-        EXPECT_EQ(result->damaged, row.damaged);
-        EXPECT_EQ(result->source, row.source);
-    }
-    PhotoItem gone;
-    gone.url = sandbox.file(QStringLiteral("gone.nef"));
-    EXPECT_EQ(PreviewDecoder::decode(gone, 2560).message(),
-              QStringLiteral("No se puede leer la vista previa de gone.nef. El archivo puede ser incompatible, estar dañado o desconectado."));
-    // The commands that decode a preview warn about a damaged one on standard error and still do
-    // their work; an intact one gives no warning.
-    const QString intact = sandbox.file("good.jpg"), damaged = sandbox.file("cut.jpg");
-    const std::pair<QStringList, bool> commands[] = {{{"preview", intact}, false}, {{"preview", "--size", "64", damaged, intact}, true},
-                                                     {{"peaking", damaged}, true}, {{"nef-preview", sandbox.file("cut.nef")}, true}};
-    for (const auto& [arguments, warns] : commands) {
-        const CliRun run = runCli(arguments);
-        EXPECT_EQ(run.status, 0) << run.err.toStdString();
-        EXPECT_EQ(run.err.contains("vista previa dañada"), warns) << arguments.join(' ').toStdString() << run.err.toStdString();
     }
 }
 

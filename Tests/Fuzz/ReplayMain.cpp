@@ -5,27 +5,23 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
-#include <vector>
+
+#include <QFile>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv)
 {
-    constexpr long maxResidentKiB = 1024L * 1024;
     for (int i = 1; i < argc; ++i) {
-        std::ifstream in(argv[i], std::ios::binary);
-        if (!in) {
-            std::fprintf(stderr, "%s: cannot be read\n", argv[i]);
-            return 1;
-        }
-        const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+        QFile in(QFile::decodeName(argv[i]));
+        if (!in.open(QIODevice::ReadOnly))
+            return std::fprintf(stderr, "%s: cannot be read\n", argv[i]), 1;
+        const QByteArray bytes = in.readAll();
+        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.constData()), size_t(bytes.size()));
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
         std::printf("%s: peak resident %ld KiB\n", argv[i], usage.ru_maxrss);
-        if (usage.ru_maxrss > maxResidentKiB)
+        if (usage.ru_maxrss > 1024L * 1024)
             return 1;
     }
     return 0;

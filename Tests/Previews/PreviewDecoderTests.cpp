@@ -25,6 +25,7 @@
 #include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
+#include "Support/TiffWriter.h"
 
 namespace vantelor::test {
 
@@ -110,6 +111,21 @@ Result<PreviewResult> decodeFile(const Sandbox& sandbox, const QString& name, co
 
 QByteArray cut(const QByteArray& bytes, double keep) { return bytes.left(qsizetype(double(bytes.size()) * keep)); }
 
+// A JPEG of exactly `length` bytes (a real JPEG, padded after its end marker).
+QByteArray jpegOfLength(qsizetype length, int seed)
+{
+    const QByteArray jpeg = makeJpeg(patternImage(32 + seed, 24));
+    return jpeg + QByteArray(std::max<qsizetype>(0, length - jpeg.size()), char(seed));
+}
+
+TiffIfd previewIfd(const QByteArray& jpeg) { return TiffIfd().longs(0xFE, {1}).data(0x201, 0x202, jpeg); }
+
+std::optional<QByteArray> locateIn(const QByteArray& file, const QString& name = QStringLiteral("DSC_0001.NEF"))
+{
+    Sandbox sandbox;
+    return NikonPreview::jpeg(sandbox.write(name, file));
+}
+
 } // namespace
 
 TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
@@ -126,7 +142,7 @@ TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
 // nothing else decodes, is shown but marked, as viewers show it; a file with nothing to decode
 // gives the unreadable message. Inputs that merely must not crash are replayed from
 // Fuzz/regressions (decode-…).
-TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceOrIsMarkedDamaged)
+TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceUprightOrIsMarkedDamaged)
 {
     NefLayout nef, cutNef;
     nef.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
@@ -158,7 +174,8 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceOrIsMarkedDamaged)
     };
     const QString notUtf8 = Paths::decode(QByteArray("caf\xE9-\xFF"));
     // size: none when unreadable. metadata: the width, or for raws the camera, the result carries ("" for neither).
-    const struct { QString name; QByteArray bytes; int dimension; QSize size; Source source; QString metadata; bool damaged; } rows[] = {
+    struct Row { QString name; QByteArray bytes; int dimension; QSize size; Source source; QString metadata; bool damaged; };
+    QList<Row> rows = {
         {"DSC_0001.NEF", makeNef(nef), 600, {600, 400}, Source::nikonPreview, "NIKON Z 6_2", false},
         {notUtf8 + ".nef", makeNef(200, 100), 2560, {200, 100}, Source::nikonPreview, "", false},
         {"big.jpg", big, 1600, {1600, 1067}, Source::fullImage, "2400", false},
@@ -184,6 +201,23 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceOrIsMarkedDamaged)
         {"empty.jpg", {}, 120, {}, Source::fullImage, "", false},
         {"noise-rotated.jpg", noiseRotated, 120, {}, Source::fullImage, "", false},
     };
+    // Images turn upright by the file's orientation; a NEF's preview by the raw file's, never by
+    // one inside the JPEG. What a camera stores instead of turning the pixels: a turn, then a mirror.
+    const QImage upright = patternImage(480, 320);
+    const struct { int degrees; bool horizontal, vertical; } stored[] = {
+        {0, false, false}, {0, true, false}, {180, false, false}, {0, false, true}, {90, true, false}, {270, false, false}, {90, false, true}, {90, false, false}};
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        const auto& s = stored[orientation - 1];
+        const QImage pixels = upright.transformed(QTransform().rotate(s.degrees)).mirrored(s.horizontal, s.vertical);
+        ExifInfo exif, misleading;
+        exif.orientation = quint16(orientation);
+        misleading.orientation = quint16(9 - orientation);
+        NefLayout turned;
+        turned.previews = {makeJpeg(pixels, 92, misleading)};
+        turned.exif.orientation = quint16(orientation);
+        rows.append({QStringLiteral("turned-%1.jpg").arg(orientation), makeJpeg(pixels, 92, exif), 2560, upright.size(), Source::fullImage, "", false});
+        rows.append({QStringLiteral("turned-%1.nef").arg(orientation), makeNef(turned), 2560, upright.size(), Source::nikonPreview, "", false});
+    }
     Sandbox sandbox;
     for (const auto& row : rows) {
         SCOPED_TRACE(Paths::displayText(row.name).toStdString());
@@ -215,32 +249,6 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceOrIsMarkedDamaged)
         const CliRun run = runCli(arguments);
         EXPECT_EQ(run.status, 0) << run.err.toStdString();
         EXPECT_EQ(run.err.contains("vista previa dañada"), warns) << arguments.join(' ').toStdString() << run.err.toStdString();
-    }
-}
-
-TEST(PreviewDecoder, ImagesTurnUprightByTheFilesOrientation)
-{
-    const QImage upright = patternImage(480, 320);
-    // What a camera stores for each orientation instead of turning the pixels: a turn, then a mirror.
-    const struct { int degrees; bool horizontal, vertical; } stored[] = {
-        {0, false, false}, {0, true, false}, {180, false, false}, {0, false, true}, {90, true, false}, {270, false, false}, {90, false, true}, {90, false, false}};
-    Sandbox sandbox;
-    for (int orientation = 1; orientation <= 8; ++orientation) {
-        const auto& s = stored[orientation - 1];
-        const QImage pixels = upright.transformed(QTransform().rotate(s.degrees)).mirrored(s.horizontal, s.vertical);
-        ExifInfo exif, misleading;
-        exif.orientation = quint16(orientation);
-        // A NEF's preview turns by the raw file's orientation, never by one inside the JPEG.
-        misleading.orientation = quint16(9 - orientation);
-        NefLayout nef;
-        nef.previews = {makeJpeg(pixels, 92, misleading)};
-        nef.exif.orientation = quint16(orientation);
-        for (const auto& [name, bytes] : {std::pair{QStringLiteral("a.jpg"), makeJpeg(pixels, 92, exif)}, std::pair{QStringLiteral("a.nef"), makeNef(nef)}}) {
-            const auto result = decodeFile(sandbox, name, bytes, 2560);
-            ASSERT_TRUE(result.ok()) << orientation;
-            EXPECT_EQ(result->image.size(), upright.size()) << orientation;
-            expectUpright(result->image, QStringLiteral("%1 orientation %2").arg(name).arg(orientation));
-        }
     }
 }
 
@@ -382,6 +390,97 @@ TEST(NamedPipe, NoReaderWaitsOnIt)
         }
         EXPECT_FALSE(done.get()) << row.reader;
     }
+}
+
+// The longest preview wins wherever it stands and whatever the byte order; a file that breaks
+// the rules, or whose walk would go beyond its bounds, gives none.
+TEST(NikonPreview, TakesTheLongestValidPreviewAndBoundsEveryWalk)
+{
+    const QByteArray jpeg = makeJpeg(64, 48), nef = makeNef(64, 48);
+    const QByteArray small = jpegOfLength(1000, 1), large = jpegOfLength(2'000'000, 2);
+    const QByteArray equal1 = jpegOfLength(5000, 1), equal2 = jpegOfLength(5000, 2);
+    QByteArray notJpeg = jpegOfLength(9000, 3);
+    notJpeg[0] = 'N';
+    const auto withPreviews = [](const QList<QByteArray>& previews, bool littleEndian) {
+        NefLayout layout;
+        layout.previews = previews;
+        layout.littleEndian = littleEndian;
+        return makeNef(layout);
+    };
+    const auto withIfd = [&jpeg](const TiffIfd& ifd) { return TiffWriter::write({ifd}, true) + jpeg; };
+    const auto chain = [&jpeg](int count, int previewAt) {
+        QList<TiffIfd> ifds;
+        for (int i = 0; i < count; ++i)
+            ifds.append(i == previewAt ? previewIfd(jpeg) : TiffIfd().longs(0xFE, {1}));
+        return TiffWriter::write(ifds, true);
+    };
+    const auto subIfds = [&jpeg](int empty) {
+        QList<TiffIfd> children(empty, TiffIfd().longs(0xFE, {1}));
+        children.append(previewIfd(jpeg));  // the last listed sub-IFD is visited first
+        return TiffWriter::write({TiffIfd().subIfds(children)}, false);
+    };
+    const auto wide = [&jpeg](int entries) {
+        TiffIfd big;
+        for (int i = 0; i < entries; ++i)
+            big.raw(quint16(0x9000 + i), 4, 1, 0);
+        // The valid preview comes first in the chain, the oversized IFD after it.
+        return TiffWriter::write({previewIfd(jpeg), big}, true);
+    };
+    // Two sub-IFD offsets (both 0, so nothing to visit) as the file's last eight bytes.
+    const auto listAtTheEnd = [&jpeg] {
+        const auto write = [&jpeg](quint32 at) { return TiffWriter::write({previewIfd(jpeg).raw(0x14A, 4, 2, at)}, true); };
+        return write(quint32(write(0).size())) + QByteArray(8, '\0');
+    };
+    const TiffIfd loop = previewIfd(jpeg).raw(0x14A, 4, 1, 8);  // SubIFDs pointing back at IFD0 itself
+    const std::nullopt_t none = std::nullopt;
+    const struct { const char* name; QByteArray file; std::optional<QByteArray> found; } rows[] = {
+        {"the longer second", withPreviews({small, large}, false), large},
+        {"the longer first, little-endian", withPreviews({large, small}, true), large},
+        {"equal lengths: sub-IFDs are visited from the last listed", withPreviews({equal1, equal2}, false), equal2},
+        {"the longest is no JPEG", withPreviews({small, notJpeg}, false), none},
+        {"empty", {}, none},
+        {"bad byte-order mark", QByteArray("X") + nef.mid(1), none},
+        {"bad magic", nef.left(3) + char(43) + nef.mid(4), none},
+        {"zero length", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 0)), none},
+        {"over 32 MiB", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 33'554'433)), none},
+        {"past the end", withIfd(TiffIfd().raw(0x201, 4, 1, 8).raw(0x202, 4, 1, 100'000)), none},
+        {"offset alone", withIfd(TiffIfd().raw(0x201, 4, 1, 8)), none},
+        {"length alone", TiffWriter::write({TiffIfd().data(0x111, 0x202, jpeg)}, true), none},
+        {"offset as SHORT", withIfd(TiffIfd().raw(0x201, 3, 1, 40).raw(0x202, 4, 1, quint32(jpeg.size()))), none},
+        {"offset count 2", withIfd(TiffIfd().raw(0x201, 4, 2, 40).raw(0x202, 4, 1, quint32(jpeg.size()))), none},
+        {"valid", TiffWriter::write({TiffIfd().data(0x201, 0x202, jpeg)}, true), jpeg},
+        {"32 sub-IFDs", subIfds(31), jpeg},
+        {"33 sub-IFDs", subIfds(32), none},
+        {"sub-IFD list at the very end", listAtTheEnd(), jpeg},
+        {"preview in the 32nd IFD", chain(40, 31), jpeg},
+        {"preview in the 33rd IFD", chain(40, 32), none},
+        {"512 entries", wide(512), jpeg},
+        {"513 entries void everything", wide(513), none},
+        {"a loop keeps what it found", TiffWriter::write({loop, TiffIfd().longs(0xFE, {1})}, true), jpeg},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(locateIn(row.file), row.found) << row.name;
+    for (const char* name : {"a.NEF", "a.nef", "a.Nef", "a.tif", "a.nrw", "nef"})
+        EXPECT_EQ(locateIn(nef, QString::fromLatin1(name)).has_value(), QByteArray(name).toLower().endsWith(".nef")) << name;
+    EXPECT_FALSE(NikonPreview::jpeg(QStringLiteral("/nonexistent/a.nef")).has_value());
+}
+
+TEST(NikonPreview, ReadsLittleBesidesThePreview)
+{
+    // A camera-like NEF: a 4 MB preview among several IFDs and 16 MB of raw data.
+    NefLayout layout;
+    layout.previews = {makeJpeg(640, 424), jpegOfLength(4'000'000, 5)};
+    layout.exif.model = QByteArray("NIKON Z 8");
+    layout.exif.iso = 3200;
+    layout.rawBytes = 16 * 1024 * 1024;
+    Sandbox sandbox;
+    auto file = FileReader::open(sandbox.write(QStringLiteral("DSC_0002.NEF"), makeNef(layout)));
+    ASSERT_TRUE(file.has_value());
+    const auto found = NikonPreview::locate(*file);
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->length, 4'000'000);
+    EXPECT_EQ(found->bytes, layout.previews[1]);
+    EXPECT_LE(file->bytesRead() - found->length, 64 * 1024);
 }
 
 } // namespace vantelor::test

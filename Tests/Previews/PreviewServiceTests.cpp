@@ -40,13 +40,14 @@ public:
         result.image = QImage(dimension, dimension / 2, QImage::Format_RGB32);
         return result;
     }
-    void hold(const QString& name, bool held = true)
+    void hold(const QStringList& names, bool held = true)
     {
         QMutexLocker lock(&m_mutex);
-        held ? void(m_held.insert(name)) : void(m_held.remove(name));
+        for (const QString& name : names)
+            held ? void(m_held.insert(name)) : void(m_held.remove(name));
         m_changed.wakeAll();
     }
-    void release(const QString& name) { hold(name, false); }
+    void release(const QStringList& names) { hold(names, false); }
     // Whether the file's decode started before the deadline (by default, none).
     bool waitUntilStarted(const QString& name, QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever))
     {
@@ -81,18 +82,14 @@ struct Fixture {
     // A display request for the file, held in its decoder until the test lets it go.
     QFuture<Result<PreviewResult>> held(const QString& name, bool warming = false)
     {
-        decoder.hold(name);
+        decoder.hold({name});
         auto future = warming ? service.prefetch(photo(name), 2560) : service.load(photo(name), 2560);
         decoder.waitUntilStarted(name);
         return future;
     }
     // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
     QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads() { return {held(QStringLiteral("busy1.jpg")), held(QStringLiteral("busy2.jpg"))}; }
-    void releaseDisplayThreads()
-    {
-        decoder.release(QStringLiteral("busy1.jpg"));
-        decoder.release(QStringLiteral("busy2.jpg"));
-    }
+    void releaseDisplayThreads() { decoder.release({QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}); }
 };
 
 } // namespace
@@ -144,8 +141,7 @@ TEST(PreviewService, RequestsJoiningADecodeHoldNoThreadCancelAtOnceAndLiftAWarmi
     ASSERT_TRUE(warming2.result().ok());
     EXPECT_FALSE(warming1.isFinished());
 
-    f.decoder.release(QStringLiteral("a.jpg"));
-    f.decoder.release(QStringLiteral("ahead1.jpg"));
+    f.decoder.release({QStringLiteral("a.jpg"), QStringLiteral("ahead1.jpg")});
     ASSERT_TRUE(first.result().ok());
     ASSERT_TRUE(joined.result().ok());
     Probe::waitForIdle(f.service);
@@ -185,7 +181,7 @@ TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
     running.waitForFinished();  // the decode is still held
     EXPECT_TRUE(running.isCanceled());
     EXPECT_TRUE(f.decoder.dimensions().isEmpty());
-    f.decoder.release(QStringLiteral("a.jpg"));
+    f.decoder.release({QStringLiteral("a.jpg")});
     Probe::waitForIdle(f.service);
     EXPECT_TRUE(f.service.load(f.photo(QStringLiteral("a.jpg")), 2560).result().ok());
     EXPECT_EQ(Probe::decodeCount(f.service), 1);
@@ -205,7 +201,7 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     while (Probe::decodeLockCount(f.service) < 5)
         QThread::yieldCurrentThread();
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
-    f.decoder.release(QStringLiteral("busy1.jpg"));
+    f.decoder.release({QStringLiteral("busy1.jpg")});
     ASSERT_TRUE(thumb2.result().ok());
     EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
     f.releaseDisplayThreads();
@@ -218,7 +214,7 @@ TEST(PreviewService, PrefetchDecodesOneFileAtATime)
     const auto second = f.service.prefetch(f.photo(QStringLiteral("ahead2.jpg")), 2560);
     // A second warming thread would have started it at once.
     EXPECT_FALSE(f.decoder.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
-    f.decoder.release(QStringLiteral("ahead1.jpg"));
+    f.decoder.release({QStringLiteral("ahead1.jpg")});
     EXPECT_TRUE(second.result().ok());
     // Decoding yields the CPU to the window: what may come next more than what is on screen.
     ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("shown.jpg")), 2560).result().ok());
@@ -250,10 +246,7 @@ TEST(PreviewService, RemovesOnlyOldCacheFilesAtStartAndFollowsXdg)
     const QStringList kept = {hex64.left(63), hex64 + QStringLiteral("0"), hex64.left(63) + QStringLiteral("g")};
     for (const QString& name : removed + kept)
         sandbox.write(QStringLiteral("cache/") + name, "x");
-    {
-        PreviewService service(1024 * 1024, sandbox.file(QStringLiteral("cache")));
-        Probe::waitForIdle(service);
-    }
+    Probe::waitForIdle(*std::make_unique<PreviewService>(1024 * 1024, sandbox.file(QStringLiteral("cache"))));  // and gone
     for (const QString& name : removed + kept)
         EXPECT_EQ(sandbox.exists(QStringLiteral("cache/") + name), kept.contains(name)) << name.toStdString();
     // A relative XDG_CACHE_HOME is ignored, as the XDG base directory rules say.
@@ -271,7 +264,7 @@ TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
     QList<QFuture<Result<PreviewResult>>> futures = {f->held(QStringLiteral("p0.jpg"))};
     for (int i = 1; i < 6; ++i)
         futures.append(f->service.load(f->photo(QStringLiteral("p%1.jpg").arg(i)), 900));
-    f->decoder.release(QStringLiteral("p0.jpg"));
+    f->decoder.release({QStringLiteral("p0.jpg")});
     f.reset();
     for (auto& future : futures) {
         future.waitForFinished();

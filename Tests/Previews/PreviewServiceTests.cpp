@@ -20,76 +20,72 @@ namespace {
 
 using Probe = PreviewService::Probe;
 
-// A decoder under the test's control: records the files it is asked for, the nice value of the
-// thread that took each and the sizes it finished, and holds back the files the test names
-// until it lets them go. Files named "fail…" are unreadable.
-class ScriptedDecoder {
-public:
-    Result<PreviewResult> operator()(const PhotoItem& item, int dimension)
+// A preview service whose decoder is under the test's control: it records the files it is asked
+// for, the nice value of the thread that took each and the sizes it finished, and holds back the
+// files the test names until it lets them go. Files named "fail…" are unreadable.
+struct Fixture {
+    QMutex mutex;
+    QWaitCondition changed;
+    QSet<QString> heldBack;
+    QStringList startedNames;
+    QList<int> finished;
+    QHash<QString, int> nice;
+    Sandbox sandbox;
+    PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")),
+                           [this](const PhotoItem& item, int dimension) { return decode(item, dimension); }};
+
+    Result<PreviewResult> decode(const PhotoItem& item, int dimension)
     {
-        QMutexLocker lock(&m_mutex);
-        m_started.append(item.name());
-        m_nice.insert(item.name(), ::getpriority(PRIO_PROCESS, ::gettid()));
-        m_changed.wakeAll();
-        while (m_held.contains(item.name()))
-            m_changed.wait(&m_mutex);
-        m_dimensions.append(dimension);
+        QMutexLocker lock(&mutex);
+        startedNames.append(item.name());
+        nice.insert(item.name(), ::getpriority(PRIO_PROCESS, ::gettid()));
+        changed.wakeAll();
+        while (heldBack.contains(item.name()))
+            changed.wait(&mutex);
+        finished.append(dimension);
         if (item.name().startsWith(QLatin1String("fail")))
             return BrowserError::unreadableImage(item.name());
         PreviewResult result;
         result.image = QImage(dimension, dimension / 2, QImage::Format_RGB32);
         return result;
     }
-    void hold(const QStringList& names, bool held = true)
+    void release(const QStringList& names)
     {
-        QMutexLocker lock(&m_mutex);
+        QMutexLocker lock(&mutex);
         for (const QString& name : names)
-            held ? void(m_held.insert(name)) : void(m_held.remove(name));
-        m_changed.wakeAll();
+            heldBack.remove(name);
+        changed.wakeAll();
     }
-    void release(const QStringList& names) { hold(names, false); }
     // Whether the file's decode started before the deadline (by default, none).
     bool waitUntilStarted(const QString& name, QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever))
     {
-        QMutexLocker lock(&m_mutex);
-        while (!m_started.contains(name))
-            if (!m_changed.wait(&m_mutex, deadline))
+        QMutexLocker lock(&mutex);
+        while (!startedNames.contains(name))
+            if (!changed.wait(&mutex, deadline))
                 return false;
         return true;
     }
-    QStringList started() { const QMutexLocker lock(&m_mutex); return m_started; }
-    int niceOf(const QString& name) { const QMutexLocker lock(&m_mutex); return m_nice.value(name, -100); }
-    QList<int> dimensions() { const QMutexLocker lock(&m_mutex); return m_dimensions; }
-
-private:
-    QMutex m_mutex;
-    QWaitCondition m_changed;
-    QSet<QString> m_held;
-    QStringList m_started;
-    QList<int> m_dimensions;
-    QHash<QString, int> m_nice;
-};
-
-struct Fixture {
-    Sandbox sandbox;
-    ScriptedDecoder decoder;
-    PreviewService service{PreviewService::sharedCacheBytes, sandbox.mkdir(QStringLiteral("cache")), std::ref(decoder)};
+    QStringList started() { const QMutexLocker lock(&mutex); return startedNames; }
+    int niceOf(const QString& name) { const QMutexLocker lock(&mutex); return nice.value(name, -100); }
+    QList<int> dimensions() { const QMutexLocker lock(&mutex); return finished; }
 
     PhotoItem photo(const QString& name)
     {
         return **PhotoItem::inspect(sandbox.exists(name) ? sandbox.file(name) : sandbox.write(name, QByteArray("pixels")));
     }
-    // A display request for the file, held in its decoder until the test lets it go.
+    // A request for the file (a display one unless warming), held in its decode until the test lets it go.
     QFuture<Result<PreviewResult>> held(const QString& name, bool warming = false)
     {
-        decoder.hold({name});
+        QMutexLocker lock(&mutex);
+        heldBack.insert(name);
+        lock.unlock();
         auto future = warming ? service.prefetch(photo(name), 2560) : service.load(photo(name), 2560);
-        decoder.waitUntilStarted(name);
+        waitUntilStarted(name);
         return future;
     }
     // Both display threads held by decodes of busy1.jpg and busy2.jpg, until the test lets them go.
     QList<QFuture<Result<PreviewResult>>> occupyDisplayThreads() { return {held(QStringLiteral("busy1.jpg")), held(QStringLiteral("busy2.jpg"))}; }
-    void releaseDisplayThreads() { decoder.release({QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}); }
+    void releaseDisplayThreads() { release({QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}); }
 };
 
 } // namespace
@@ -104,7 +100,7 @@ TEST(PreviewService, ResultsAreKeyedByFileAndClampedSize)
         const PhotoItem item = f.photo(QStringLiteral("a.jpg"));
         const auto first = f.service.load(item, row.asked).result();
         ASSERT_TRUE(first.ok());
-        EXPECT_EQ(f.decoder.dimensions(), QList<int>{row.used});
+        EXPECT_EQ(f.dimensions(), QList<int>{row.used});
         // The clamped size is a hit without decoding again; another size is another entry.
         EXPECT_EQ(f.service.load(item, row.used).result()->image.size(), first->image.size());
         EXPECT_EQ(Probe::decodeCount(f.service), 1);
@@ -141,7 +137,7 @@ TEST(PreviewService, RequestsJoiningADecodeHoldNoThreadCancelAtOnceAndLiftAWarmi
     ASSERT_TRUE(warming2.result().ok());
     EXPECT_FALSE(warming1.isFinished());
 
-    f.decoder.release({QStringLiteral("a.jpg"), QStringLiteral("ahead1.jpg")});
+    f.release({QStringLiteral("a.jpg"), QStringLiteral("ahead1.jpg")});
     ASSERT_TRUE(first.result().ok());
     ASSERT_TRUE(joined.result().ok());
     Probe::waitForIdle(f.service);
@@ -169,7 +165,7 @@ TEST(PreviewService, AHitNeverWaitsForADecodeAndACancelledQueuedRequestNeverDeco
     EXPECT_EQ(queued.resultCount(), 0);
     f.releaseDisplayThreads();
     Probe::waitForIdle(f.service);
-    EXPECT_EQ(f.decoder.started(), (QStringList{QStringLiteral("a.jpg"), QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}));
+    EXPECT_EQ(f.started(), (QStringList{QStringLiteral("a.jpg"), QStringLiteral("busy1.jpg"), QStringLiteral("busy2.jpg")}));
     EXPECT_EQ(Probe::decodeLockCount(f.service), 0);
 }
 
@@ -180,8 +176,8 @@ TEST(PreviewService, CancellingDuringDecodeEndsAtOnceAndStillFillsTheCache)
     running.cancel();
     running.waitForFinished();  // the decode is still held
     EXPECT_TRUE(running.isCanceled());
-    EXPECT_TRUE(f.decoder.dimensions().isEmpty());
-    f.decoder.release({QStringLiteral("a.jpg")});
+    EXPECT_TRUE(f.dimensions().isEmpty());
+    f.release({QStringLiteral("a.jpg")});
     Probe::waitForIdle(f.service);
     EXPECT_TRUE(f.service.load(f.photo(QStringLiteral("a.jpg")), 2560).result().ok());
     EXPECT_EQ(Probe::decodeCount(f.service), 1);
@@ -201,9 +197,9 @@ TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakes
     while (Probe::decodeLockCount(f.service) < 5)
         QThread::yieldCurrentThread();
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
-    f.decoder.release({QStringLiteral("busy1.jpg")});
+    f.release({QStringLiteral("busy1.jpg")});
     ASSERT_TRUE(thumb2.result().ok());
-    EXPECT_EQ(f.decoder.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
+    EXPECT_EQ(f.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
     f.releaseDisplayThreads();
 }
 
@@ -213,13 +209,13 @@ TEST(PreviewService, PrefetchDecodesOneFileAtATime)
     const auto first = f.held(QStringLiteral("ahead1.jpg"), true);
     const auto second = f.service.prefetch(f.photo(QStringLiteral("ahead2.jpg")), 2560);
     // A second warming thread would have started it at once.
-    EXPECT_FALSE(f.decoder.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
-    f.decoder.release({QStringLiteral("ahead1.jpg")});
+    EXPECT_FALSE(f.waitUntilStarted(QStringLiteral("ahead2.jpg"), QDeadlineTimer(300)));
+    f.release({QStringLiteral("ahead1.jpg")});
     EXPECT_TRUE(second.result().ok());
     // Decoding yields the CPU to the window: what may come next more than what is on screen.
     ASSERT_TRUE(f.service.load(f.photo(QStringLiteral("shown.jpg")), 2560).result().ok());
-    EXPECT_GT(f.decoder.niceOf(QStringLiteral("shown.jpg")), ::getpriority(PRIO_PROCESS, ::gettid()));
-    EXPECT_GT(f.decoder.niceOf(QStringLiteral("ahead2.jpg")), f.decoder.niceOf(QStringLiteral("shown.jpg")));
+    EXPECT_GT(f.niceOf(QStringLiteral("shown.jpg")), ::getpriority(PRIO_PROCESS, ::gettid()));
+    EXPECT_GT(f.niceOf(QStringLiteral("ahead2.jpg")), f.niceOf(QStringLiteral("shown.jpg")));
 }
 
 TEST(PreviewService, FailuresAreNotCached)
@@ -264,7 +260,7 @@ TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
     QList<QFuture<Result<PreviewResult>>> futures = {f->held(QStringLiteral("p0.jpg"))};
     for (int i = 1; i < 6; ++i)
         futures.append(f->service.load(f->photo(QStringLiteral("p%1.jpg").arg(i)), 900));
-    f->decoder.release({QStringLiteral("p0.jpg")});
+    f->release({QStringLiteral("p0.jpg")});
     f.reset();
     for (auto& future : futures) {
         future.waitForFinished();

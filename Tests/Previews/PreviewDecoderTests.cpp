@@ -12,6 +12,7 @@
 
 #include "Library/CaptureTimeReader.h"
 #include "Previews/Downscale.h"
+#include "Previews/FocusPeaking.h"
 #include "Previews/HeifDecoder.h"
 #include "Previews/ImageProperties.h"
 #include "Previews/JpegDecoder.h"
@@ -100,6 +101,16 @@ std::optional<QByteArray> locateIn(const QByteArray& file, const QString& name =
 {
     Sandbox sandbox;
     return NikonPreview::jpeg(sandbox.write(name, file));
+}
+
+// Black left of column `edge`, grey of the given level (white by default) from it on.
+QImage verticalStep(int width, int height, int edge, int level = 255)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image.setPixel(x, y, x < edge ? qRgb(0, 0, 0) : qRgb(level, level, level));
+    return image;
 }
 
 } // namespace
@@ -276,22 +287,10 @@ TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
     }
 }
 
-TEST(PhotoMetadata, FormatsShutterSpeedsAndApertures)
-{
-    const struct { double seconds; const char* text; } rows[] = {
-        {0.004, "1/250 s"}, {0.3, "1/3 s"}, {0.9999, "1/1 s"}, {1.0, "1.00 s"}, {2.5, "2.50 s"}, {0.0, "0.00 s"}};
-    for (const auto& row : rows)
-        EXPECT_EQ(PhotoMetadata::formatShutter(row.seconds), QString::fromUtf8(row.text)) << row.seconds;
-    // A damaged file's absurd exposure still gives text, not an overflow.
-    const QString tiny = PhotoMetadata::formatShutter(1e-30);
-    EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
-    EXPECT_EQ(PhotoMetadata::formatAperture(5.66), QStringLiteral("ƒ/5.7"));
-}
-
 // Raws that exiv2 0.27 cannot parse (CR3) still show their capture data, read by LibRaw. The
 // fixture is a DNG whose TIFF magic number is not 42: exiv2 refuses it as an unknown format,
 // while LibRaw, like for the raws that only it knows, reads its header and EXIF block.
-TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndShowsDashesWithoutIt)
+TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndFormatsIt)
 {
     ExifInfo exif, rawExif;
     exif.model = QByteArray("NIKON Z 8");
@@ -338,6 +337,14 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndShowsDashesWithoutIt)
     EXPECT_FALSE(CaptureTimeReader::captureTime(tiff));
     EXPECT_EQ(PreviewDecoder::metadata(QStringLiteral("/nonexistent/DSC_9.NEF")).message(),
               BrowserError::unreadableImage(QStringLiteral("DSC_9.NEF")).message());
+    // Shutter speeds: a fraction below one second, a decimal from it on.
+    const std::pair<double, const char*> shutters[] = {{0.004, "1/250 s"}, {0.3, "1/3 s"}, {0.9999, "1/1 s"}, {1.0, "1.00 s"}, {2.5, "2.50 s"}, {0.0, "0.00 s"}};
+    for (const auto& [seconds, text] : shutters)
+        EXPECT_EQ(PhotoMetadata::formatShutter(seconds), QString::fromUtf8(text)) << seconds;
+    // A damaged file's absurd exposure still gives text, not an overflow.
+    const QString tiny = PhotoMetadata::formatShutter(1e-30);
+    EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
+    EXPECT_EQ(PhotoMetadata::formatAperture(5.66), QStringLiteral("ƒ/5.7"));
     // exiv2 built without HEIF support knows no size at all; the fallbacks must give it.
     EXPECT_EQ(HeifDecoder::size(makeHeic(patternImage(120, 80))), QSize(120, 80));
     EXPECT_EQ(HeifDecoder::size(makeJpeg(120, 80)), std::nullopt);
@@ -469,6 +476,70 @@ TEST(NikonPreview, ReadsLittleBesidesThePreview)
     EXPECT_EQ(found->length, 4'000'000);
     EXPECT_EQ(found->bytes, layout.previews[1]);
     EXPECT_LE(file->bytesRead() - found->length, 64 * 1024);
+}
+
+TEST(FocusPeaking, AnalysisSizeAndThresholdStayWithinTheirRanges)
+{
+    const std::pair<QSize, QSize> sizes[] = {
+        {{6000, 4000}, {2560, 1706}}, {{4000, 6000}, {1706, 2560}}, {{2560, 1706}, {2560, 1706}}, {{1, 1}, {3, 3}}, {{10000, 2}, {2560, 3}}};
+    for (const auto& [image, analysis] : sizes)
+        EXPECT_EQ(FocusPeaking::analysisSize(image), analysis) << image.width() << "×" << image.height();
+    const std::pair<double, int> thresholds[] = {{1.0, 60}, {0.0, 560}, {0.5, 310}, {2.0, 60}, {-1.0, 560}, {0.999, 60}, {std::nan(""), 560}};
+    for (const auto& [sensitivity, threshold] : thresholds)
+        EXPECT_EQ(FocusPeaking::threshold(sensitivity), threshold) << sensitivity;
+}
+
+TEST(FocusPeaking, OnlyInteriorPixelsOnStrongEdgesAreHighlighted)
+{
+    // A checkerboard: every interior pixel is on a strong edge.
+    QImage board(20, 12, QImage::Format_RGB32);
+    for (int y = 0; y < board.height(); ++y)
+        for (int x = 0; x < board.width(); ++x)
+            board.setPixel(x, y, ((x / 2 + y / 2) % 2) ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+    // highlighted: -1 for some. A step's |gx| is 4 × its level beside the edge (columns 19 and
+    // 20), rows 1 … 28, at every sensitivity.
+    const struct { const char* name; QImage image; double sensitivity; QSize size; qint64 highlighted; } rows[] = {
+        {"grey", verticalStep(200, 100, 0, 160), 1.0, {200, 100}, 0},
+        {"step, least sensitive", verticalStep(40, 30, 20), 0.0, {40, 30}, 2 * 28},
+        {"step, halfway", verticalStep(40, 30, 20), 0.5, {40, 30}, 2 * 28},
+        {"step of exactly the threshold, 4 × 15", verticalStep(40, 30, 20, 15), 1.0, {40, 30}, 2 * 28},
+        {"step just below it", verticalStep(40, 30, 20, 14), 1.0, {40, 30}, 0},
+        {"checkerboard", board, 1.0, {20, 12}, -1},
+        {"one pixel, analysed at 3 × 3", verticalStep(1, 1, 0), 1.0, {3, 3}, 0},
+        {"large, analysed at the limit", patternImage(6000, 4000), 0.5, {2560, 1706}, -1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto mask = FocusPeaking::calculate(row.image, row.sensitivity);
+        ASSERT_TRUE(mask.ok());
+        ASSERT_EQ(mask->image.size(), row.size);
+        EXPECT_EQ(mask->image.format(), QImage::Format_RGBA8888_Premultiplied);
+        qint64 marked = 0;
+        for (int y = 0; y < row.size.height(); ++y)
+            for (int x = 0; x < row.size.width(); ++x) {
+                const QRgb pixel = mask->image.pixel(x, y);
+                const bool border = x == 0 || y == 0 || x == row.size.width() - 1 || y == row.size.height() - 1;
+                const bool besideEdge = row.size.width() == 40 && (x == 19 || x == 20) && !border;
+                EXPECT_TRUE(pixel == 0 || (!border && pixel == qRgba(220, 220, 220, 220))) << x << "," << y;
+                EXPECT_TRUE(row.highlighted != 2 * 28 || (pixel != 0) == besideEdge) << x << "," << y;
+                marked += pixel != 0;
+            }
+        EXPECT_EQ(mask->highlightedPixels, marked);
+        EXPECT_TRUE(row.highlighted < 0 ? marked > 0 : marked == row.highlighted) << marked;
+    }
+}
+
+TEST(FocusPeaking, RunsInTheBackgroundStopsWhenCancelledAndReportsMemory)
+{
+    PreviewResult preview;
+    preview.image = verticalStep(64, 64, 32);
+    EXPECT_EQ(FocusPeaking::mask(preview, 1.0).result()->highlightedPixels, 2 * 62);
+    int looks = 0;
+    const auto cancelled = FocusPeaking::calculate(patternImage(300, 200), 0.5, [&looks] { return ++looks >= 2; });
+    ASSERT_FALSE(cancelled.ok());
+    EXPECT_TRUE(isCancelled(cancelled.failure()));
+    EXPECT_EQ(looks, 2);  // rows 32 and 64
+    EXPECT_EQ(FocusPeaking::calculate(QImage(), 0.5).message(), QStringLiteral("No se pudo reservar memoria para analizar el enfoque"));
 }
 
 } // namespace vantelor::test

@@ -9,7 +9,7 @@
 #include <QMutex>
 #include <QWaitCondition>
 
-#include "Previews/PreviewCache.h"
+
 #include "Previews/PreviewServiceProbe.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"

@@ -292,16 +292,14 @@ TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
 // while LibRaw, like for the raws that only it knows, reads its header and EXIF block.
 TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndFormatsIt)
 {
-    ExifInfo exif, rawExif;
-    exif.model = QByteArray("NIKON Z 8");
-    exif.lens = QByteArray("NIKKOR Z 24-120mm f/4 S");
-    exif.iso = rawExif.iso = 3200;
-    exif.fNumber = QPair<quint32, quint32>(40, 10);
-    exif.exposureTime = rawExif.exposureTime = QPair<quint32, quint32>(1, 250);
-    rawExif.dateTimeOriginal = "2024:03:01 10:15:30";
-    rawExif.lens = "RF24-70mm F2.8 L IS USM";
-    rawExif.fNumber = {28, 10};
-    QByteArray raw = makeDng(96, 64, rawExif);
+    ExifInfo exif;
+    exif.dateTimeOriginal = "2024:03:01 10:15:30";
+    exif.model = QByteArray("NIKON Z 8");  // the DNG's own IFD0 names its camera
+    exif.lens = "RF24-70mm F2.8 L IS USM";
+    exif.iso = 3200;
+    exif.fNumber = {28, 10};
+    exif.exposureTime = {1, 250};
+    QByteArray raw = makeDng(96, 64, exif);
     raw[2] = 43;
     const PhotoMetadata rawMetadata{96, 64, "Vantelor Test DNG", "RF24-70mm F2.8 L IS USM", "ISO 3200", "ƒ/2.8", "1/250 s"};
     const QDateTime taken(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
@@ -314,7 +312,7 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndFormatsIt)
     wrongTypes.insert(2, jpegSegment(0xE1, QByteArray("Exif\0\0", 6) + TiffWriter::write({wrong0}, true)));
     // Where exiv2 knows no size, the decoders' own headers give it.
     const struct { const char* name; QByteArray bytes; PhotoMetadata expected; std::optional<QDateTime> taken; } rows[] = {
-        {"exif.jpg", makeJpeg(patternImage(300, 200), 80, exif), {300, 200, "NIKON Z 8", "NIKKOR Z 24-120mm f/4 S", "ISO 3200", "ƒ/4.0", "1/250 s"}, {}},
+        {"exif.jpg", makeJpeg(patternImage(300, 200), 80, exif), {300, 200, "NIKON Z 8", "RF24-70mm F2.8 L IS USM", "ISO 3200", "ƒ/2.8", "1/250 s"}, taken},
         {"a.png", makePng(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}, {}},
         {"a.jpg", makeJpeg(120, 80), {120, 80, "—", "—", "—", "—", "—"}, {}},
         {"a.heic", makeHeic(patternImage(120, 80)), {120, 80, "—", "—", "—", "—", "—"}, {}},
@@ -345,6 +343,7 @@ TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndFormatsIt)
     const QString tiny = PhotoMetadata::formatShutter(1e-30);
     EXPECT_TRUE(tiny.startsWith(QLatin1String("1/")) && tiny.endsWith(QLatin1String(" s")) && tiny.size() > 30) << tiny.toStdString();
     EXPECT_EQ(PhotoMetadata::formatAperture(5.66), QStringLiteral("ƒ/5.7"));
+    EXPECT_EQ(PhotoMetadata::formatAperture(4), QStringLiteral("ƒ/4.0"));
     // exiv2 built without HEIF support knows no size at all; the fallbacks must give it.
     EXPECT_EQ(HeifDecoder::size(makeHeic(patternImage(120, 80))), QSize(120, 80));
     EXPECT_EQ(HeifDecoder::size(makeJpeg(120, 80)), std::nullopt);

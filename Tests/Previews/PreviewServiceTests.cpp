@@ -6,9 +6,7 @@
 #include <unistd.h>
 
 #include <QDeadlineTimer>
-#include <QMutex>
 #include <QWaitCondition>
-
 
 #include "Previews/PreviewServiceProbe.h"
 #include "Support/Paths.h"

@@ -14,7 +14,6 @@
 #include "Previews/Downscale.h"
 #include "Previews/FocusPeaking.h"
 #include "Previews/HeifDecoder.h"
-#include "Previews/ImageProperties.h"
 #include "Previews/JpegDecoder.h"
 #include "Previews/LibRawReader.h"
 #include "Previews/NikonPreview.h"
@@ -108,15 +107,6 @@ QImage verticalStep(int width, int height, int edge, int level = 255)
 }
 
 } // namespace
-
-TEST(JpegDecoder, PicksTheSmallestDctScaleThatCoversTheSize)
-{
-    // 3/8 would give 2268 for 2560; the longer side counts, whichever it is.
-    const struct { QSize size; int max; std::pair<int, int> scale; } rows[] = {
-        {{6048, 4032}, 2560, {1, 2}}, {{6048, 4032}, 3025, {5, 8}}, {{6048, 4032}, 756, {1, 8}}, {{4032, 6048}, 2560, {1, 2}}};
-    for (const auto& row : rows)
-        EXPECT_EQ(JpegDecoder::scaleFor(row.size, row.max), row.scale) << row.size.width() << " at " << row.max;
-}
 
 // Each format takes its cheapest source that covers the size. A damaged embedded preview is
 // passed over for the next source; a last source decoded only in part, or a cut preview where
@@ -245,8 +235,13 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceUprightOrIsMarkedDamaged)
     }
 }
 
-TEST(Downscale, ReductionsKeepColoursAndFollowAnAreaFilter)
+TEST(Downscale, JpegsDecodeAtTheSmallestScaleAndReductionsFollowAnAreaFilter)
 {
+    // 3/8 would give 2268 for 2560; the longer side counts, whichever it is.
+    const struct { QSize size; int max; std::pair<int, int> scale; } scales[] = {
+        {{6048, 4032}, 2560, {1, 2}}, {{6048, 4032}, 3025, {5, 8}}, {{6048, 4032}, 756, {1, 8}}, {{4032, 6048}, 2560, {1, 2}}};
+    for (const auto& scale : scales)
+        EXPECT_EQ(JpegDecoder::scaleFor(scale.size, scale.max), scale.scale) << scale.size.width() << " at " << scale.max;
     const struct { QSize source; int max; QSize target; } rows[] = {
         {{3024, 2016}, 2560, {2560, 1707}},  // the two-tap path
         {{300, 200}, 200, {200, 133}},       // a reduction by a third: still two taps
@@ -466,7 +461,7 @@ TEST(NikonPreview, TakesTheLongestValidPreviewAndBoundsEveryWalk)
     EXPECT_FALSE(NikonPreview::jpeg(QStringLiteral("/nonexistent/a.nef")).has_value());
 }
 
-TEST(FocusPeaking, AnalysisSizeAndThresholdStayWithinTheirRanges)
+TEST(FocusPeaking, SizeAndThresholdStayInRangeAndTheMaskRunsInTheBackground)
 {
     const std::pair<QSize, QSize> sizes[] = {
         {{6000, 4000}, {2560, 1706}}, {{4000, 6000}, {1706, 2560}}, {{2560, 1706}, {2560, 1706}}, {{1, 1}, {3, 3}}, {{10000, 2}, {2560, 3}}};
@@ -475,6 +470,16 @@ TEST(FocusPeaking, AnalysisSizeAndThresholdStayWithinTheirRanges)
     const std::pair<double, int> thresholds[] = {{1.0, 60}, {0.0, 560}, {0.5, 310}, {2.0, 60}, {-1.0, 560}, {0.999, 60}, {std::nan(""), 560}};
     for (const auto& [sensitivity, threshold] : thresholds)
         EXPECT_EQ(FocusPeaking::threshold(sensitivity), threshold) << sensitivity;
+    // The mask is made in the background, stops when cancelled, and says when memory runs out.
+    PreviewResult preview;
+    preview.image = verticalStep(64, 64, 32);
+    EXPECT_EQ(FocusPeaking::mask(preview, 1.0).result()->highlightedPixels, 2 * 62);
+    int looks = 0;
+    const auto cancelled = FocusPeaking::calculate(patternImage(300, 200), 0.5, [&looks] { return ++looks >= 2; });
+    ASSERT_FALSE(cancelled.ok());
+    EXPECT_TRUE(isCancelled(cancelled.failure()));
+    EXPECT_EQ(looks, 2);  // rows 32 and 64
+    EXPECT_EQ(FocusPeaking::calculate(QImage(), 0.5).message(), QStringLiteral("No se pudo reservar memoria para analizar el enfoque"));
 }
 
 TEST(FocusPeaking, OnlyInteriorPixelsOnStrongEdgesAreHighlighted)
@@ -515,19 +520,6 @@ TEST(FocusPeaking, OnlyInteriorPixelsOnStrongEdgesAreHighlighted)
         EXPECT_EQ(mask->highlightedPixels, marked);
         EXPECT_TRUE(row.highlighted < 0 ? marked > 0 : marked == row.highlighted) << marked;
     }
-}
-
-TEST(FocusPeaking, RunsInTheBackgroundStopsWhenCancelledAndReportsMemory)
-{
-    PreviewResult preview;
-    preview.image = verticalStep(64, 64, 32);
-    EXPECT_EQ(FocusPeaking::mask(preview, 1.0).result()->highlightedPixels, 2 * 62);
-    int looks = 0;
-    const auto cancelled = FocusPeaking::calculate(patternImage(300, 200), 0.5, [&looks] { return ++looks >= 2; });
-    ASSERT_FALSE(cancelled.ok());
-    EXPECT_TRUE(isCancelled(cancelled.failure()));
-    EXPECT_EQ(looks, 2);  // rows 32 and 64
-    EXPECT_EQ(FocusPeaking::calculate(QImage(), 0.5).message(), QStringLiteral("No se pudo reservar memoria para analizar el enfoque"));
 }
 
 } // namespace vantelor::test

@@ -170,24 +170,32 @@ TEST(PreviewService, AHitNeverWaitsAndACancelledRequestEndsAtOnce)
     EXPECT_EQ(Probe::decodeLockCount(f.service), 0);
 }
 
-TEST(PreviewService, LargeDisplayRequestsOvertakeThumbnailsAndPrefetchNeverTakesADisplaySlot)
+TEST(PreviewService, LargeRequestsOvertakeThumbnailsPrefetchTakesNoDisplaySlotAndDestroyingEndsTheRest)
 {
-    Fixture f;
-    const auto busy = f.occupyDisplayThreads();
-    const auto thumb1 = f.service.load(f.photo(QStringLiteral("thumb1.jpg")), 200);
-    const auto thumb2 = f.service.load(f.photo(QStringLiteral("thumb2.jpg")), 800);
-    const auto large = f.service.load(f.photo(QStringLiteral("large.jpg")), 801);
+    auto f = std::make_unique<Fixture>();
+    auto busy = f->occupyDisplayThreads();
+    const auto thumb1 = f->service.load(f->photo(QStringLiteral("thumb1.jpg")), 200);
+    const auto thumb2 = f->service.load(f->photo(QStringLiteral("thumb2.jpg")), 800);
+    const auto large = f->service.load(f->photo(QStringLiteral("large.jpg")), 801);
     // Warming runs on its own queue while both display threads are held.
-    ASSERT_TRUE(f.service.prefetch(f.photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
+    ASSERT_TRUE(f->service.prefetch(f->photo(QStringLiteral("ahead.jpg")), 2560).result().ok());
     EXPECT_FALSE(thumb1.isFinished());
     // Each request reaches its decode queue through the lookup worker: wait until all three wait.
-    while (Probe::decodeLockCount(f.service) < 5)
+    while (Probe::decodeLockCount(f->service) < 5)
         QThread::yieldCurrentThread();
     // One display thread alone then empties the queue: the order it decodes in is the queue's.
-    f.release({QStringLiteral("busy1.jpg")});
+    f->release({QStringLiteral("busy1.jpg")});
     ASSERT_TRUE(thumb2.result().ok());
-    EXPECT_EQ(f.started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
-    f.releaseDisplayThreads();
+    EXPECT_EQ(f->started().mid(3), (QStringList{QStringLiteral("large.jpg"), QStringLiteral("thumb1.jpg"), QStringLiteral("thumb2.jpg")}));
+    // Destroying the service ends what is still pending: a held decode and those queued behind it.
+    for (int i = 0; i < 5; ++i)
+        busy.append(f->service.load(f->photo(QStringLiteral("p%1.jpg").arg(i)), 900));
+    f->releaseDisplayThreads();
+    f.reset();
+    for (auto& future : busy) {
+        future.waitForFinished();
+        EXPECT_TRUE(future.isCanceled() || future.result().ok());
+    }
 }
 
 TEST(PreviewService, PrefetchDecodesOneFileAtATime)
@@ -239,20 +247,6 @@ TEST(PreviewService, RemovesOnlyOldCacheFilesAtStartAndFollowsXdg)
     EXPECT_EQ(PreviewService::defaultCacheDirectory(), QStringLiteral("/home/ana/.cache/com.vantelor.culling/previews-v1"));
     environment.set("XDG_CACHE_HOME", QByteArray("/tmp/xdg"));
     EXPECT_TRUE(PreviewService::defaultCacheDirectory().startsWith(QStringLiteral("/tmp/xdg/")));
-}
-
-TEST(PreviewService, DestroyingTheServiceEndsPendingRequests)
-{
-    auto f = std::make_unique<Fixture>();
-    QList<QFuture<Result<PreviewResult>>> futures = {f->held(QStringLiteral("p0.jpg"))};
-    for (int i = 1; i < 6; ++i)
-        futures.append(f->service.load(f->photo(QStringLiteral("p%1.jpg").arg(i)), 900));
-    f->release({QStringLiteral("p0.jpg")});
-    f.reset();
-    for (auto& future : futures) {
-        future.waitForFinished();
-        EXPECT_TRUE(future.isCanceled() || future.result().ok());
-    }
 }
 
 TEST(PreviewCache, EvictsTheLeastRecentlyUsedByCountAndByCost)

@@ -30,11 +30,6 @@ struct Row {
     std::function<void(const CliRun&)> check = {};
 };
 
-QStringList keysOf(const QJsonDocument& json)
-{
-    return json.isArray() ? json.array().first().toObject().keys() : json.object().keys();
-}
-
 } // namespace
 
 TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
@@ -55,11 +50,9 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
     box.write(QStringLiteral("src/c.xmp"), "x");
     box.write(QStringLiteral("src/C.XMP"), "y");
     box.mkdir(QStringLiteral("dest"));
-    // Named pipes that nobody writes: a reader that opened one for reading would wait forever.
-    for (const char* pipe : {"pipe.NEF", "pipe.jpg"})
-        ::mkfifo(Paths::encode(box.file(QLatin1String(pipe))).constData(), 0644);
+    // A named pipe that nobody writes: a reader that opened it for reading would wait forever.
+    ::mkfifo(Paths::encode(box.file(QStringLiteral("pipe.NEF"))).constData(), 0644);
     box.write(QStringLiteral("profile.json"), R"({"version": 1, "bindings": [{"action": "print", "trigger": {}}]})");
-    const QString unreadable = QStringLiteral("No se puede leer la vista previa de ");
 
     const Row rows[] = {
         {"no command", {}, 2, {}, {}},
@@ -67,13 +60,12 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"help", {"scan", "--help"}, 0, {}, {}},
         {"missing argument", {"scan"}, 2, "Faltan argumentos. Uso: vantelor-cli scan CARPETA", {}},
         {"unknown option", {"scan", "--no-such-option", "@/photos"}, 2, "Unknown option", {}},
-        {"scan", {"scan", "--json", "@/photos"}, 0, {}, {"folder", "photos", "skipped"},
-         [](const CliRun& run) {
+        {"scan", {"scan", "--json", "@/photos"}, 0, {}, {"folder", "photos", "skipped"}, [](const CliRun& run) {
              const QJsonArray photos = run.json()[QStringLiteral("photos")].toArray();
              ASSERT_EQ(photos.size(), 3);
              EXPECT_EQ(photos[0].toObject().keys(), (QStringList{"bytes", "created", "modified", "name", "path"}));
              EXPECT_EQ(photos[0][QStringLiteral("name")].toString(), QStringLiteral("caf%E9.nef"));
-             EXPECT_EQ(photos[2][QStringLiteral("created")].toString().size(), 20);  // 2024-03-01T10:15:30Z
+             EXPECT_EQ(photos[2][QStringLiteral("created")].toString().size(), 20);   // 2024-03-01T10:15:30Z
          }},
         {"scan a file", {"scan", "@/profile.json"}, 1, "Carpeta no disponible o ilegible: ", {}},
         {"dates", {"dates", "--json", "@/photos", "@/photos/IMG_10.jpg"}, 0, {}, {"dates"},
@@ -82,14 +74,11 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"dates of a pipe", {"dates", "@/pipe.NEF"}, 1, "@/pipe.NEF: no es un archivo normal", {}},
         {"folders", {"folders", "--json", "@/photos"}, 0, {}, {"folder", "folders"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("folders")].toArray().size(), 1); }},
-        {"folders of nothing", {"folders", "@/none"}, 1, "@/none: No existe el fichero o el directorio", {}},
         {"mkdir", {"mkdir", "--json", "@/photos", "día 2"}, 0, {}, {"path"}},
         {"mkdir again", {"mkdir", "@/photos", "día 2"}, 1, "No se pudo crear la carpeta: El fichero ya existe", {}},
-        {"plan", {"plan", "--copy", "--json", "@/src/B.NEF", "--to", "@/dest"}, 0, {}, {},
-         [](const CliRun& run) {
+        {"plan", {"plan", "--copy", "--json", "@/src/B.NEF", "--to", "@/dest"}, 0, {}, {}, [](const CliRun& run) {
              const auto plan = TransferPlan::fromJournal(run.out);
-             ASSERT_TRUE(plan.has_value());
-             EXPECT_EQ(plan->items.size(), 2);
+             EXPECT_TRUE(plan && plan->items.size() == 2);
          }},
         {"plan without a kind", {"plan", "@/src/B.NEF", "--to", "@/dest"}, 2, "Indica --copy o --move", {}},
         {"plan without a destination", {"plan", "--copy", "@/src/B.NEF"}, 2, "Falta la carpeta de destino: --to DESTINO", {}},
@@ -103,8 +92,7 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"nef-preview over a file", {"nef-preview", "@/src/B.NEF", "--out", "@/B.jpg"}, 1, "@/B.jpg: El fichero ya existe", {}},
         {"nef-preview of a JPEG", {"nef-preview", "@/photos/IMG_10.jpg"}, 1, "No hay ninguna vista previa JPEG incrustada en ", {}},
         {"preview", {"preview", "--json", "--size", "100", "@/photos/IMG_2.NEF", "@/profile.json"}, 1, {},
-         {"damaged", "height", "metadata", "path", "usedFallback", "width"},
-         [&unreadable](const CliRun& run) {
+         {"damaged", "height", "metadata", "path", "usedFallback", "width"}, [](const CliRun& run) {
              EXPECT_EQ(run.json()[1].toObject().keys(), (QStringList{"error", "path"}));
              EXPECT_EQ(run.json()[1][QStringLiteral("error")].toString(), BrowserError::unreadableImage("profile.json").message());
          }},
@@ -114,35 +102,25 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         {"meta", {"meta", "--json", "@/photos/IMG_10.jpg"}, 0, {},
          {"aperture", "camera", "height", "iso", "lens", "shutter", "width"},
          [](const CliRun& run) { EXPECT_EQ(run.json()[QStringLiteral("aperture")].toString(), QStringLiteral("ƒ/2.8")); }},
-        {"meta of nothing", {"meta", "@/none.nef"}, 1, unreadable + "none.nef.", {}},
-        {"meta of a pipe", {"meta", "@/pipe.NEF"}, 1, unreadable + "pipe.NEF.", {}},
-        {"preview of a pipe", {"preview", "@/pipe.jpg"}, 1, {}, {}},
-        {"nef-preview of a pipe", {"nef-preview", "@/pipe.NEF"}, 1, {}, {}},
-        {"peaking of a pipe", {"peaking", "@/pipe.jpg"}, 1, {}, {}},
+        {"meta of nothing", {"meta", "@/none.nef"}, 1, "No se puede leer la vista previa de none.nef.", {}},
         {"xmp read of a pipe", {"xmp", "read", "@/pipe.NEF"}, 1, "@/pipe.NEF: El guardado XMP solo está habilitado para Nikon NEF.", {}},
         {"peaking", {"peaking", "--json", "@/photos/IMG_10.jpg"}, 0, {}, {"height", "highlightedPixels", "width"}},
         {"peaking with a bad sensitivity", {"peaking", "--sensitivity", "x", "@/photos/IMG_10.jpg"}, 2,
          "--sensitivity necesita un número entre 0 y 1", {}},
         {"peaking above the range", {"peaking", "--sensitivity", "1.01", "@/photos/IMG_10.jpg"}, 2,
          "--sensitivity necesita un número entre 0 y 1", {}},
-        {"shortcuts defaults", {"shortcuts", "defaults", "--json"}, 0, {}, {"bindings", "version"},
-         [](const CliRun& run) {
+        {"shortcuts defaults", {"shortcuts", "defaults", "--json"}, 0, {}, {"bindings", "version"}, [](const CliRun& run) {
              const auto profile = ShortcutProfile::fromJson(run.out);
-             ASSERT_TRUE(profile.ok());
-             EXPECT_EQ(*profile, ShortcutProfile::defaults());
+             EXPECT_TRUE(profile.ok() && *profile == ShortcutProfile::defaults());
          }},
-        {"shortcuts check", {"shortcuts", "check", "@/profile.json"}, 1,
-         "Perfil de atajos ilegible: acción desconocida \"print\" en bindings[0].action", {}},
-        {"shortcuts check of nothing", {"shortcuts", "check", "@/none.json"}, 1, "@/none.json: No existe el fichero o el directorio", {}},
+        {"shortcuts check", {"shortcuts", "check", "@/profile.json"}, 1, "Perfil de atajos ilegible: acción desconocida \"print\" en bindings[0].action", {}},
         {"unknown shortcuts order", {"shortcuts", "export"}, 2, "Orden desconocida: shortcuts export", {}},
         {"xmp set", {"xmp", "set", "--json", "@/src/B.NEF", "@/src/C.NEF", "--rating", "4"}, 1, "@/src/C.NEF: Varios XMP coinciden con C",
-         {"raw", "saved", "sidecar"},
-         [](const CliRun& run) { EXPECT_EQ(run.json()[1].toObject().keys(), (QStringList{"error", "kind", "raw"})); }},
+         {"raw", "saved", "sidecar"}, [](const CliRun& run) { EXPECT_EQ(run.json()[1].toObject().keys(), (QStringList{"error", "kind", "raw"})); }},
         {"xmp set nothing", {"xmp", "set", "@/src/B.NEF"}, 2, "Indica --rating, --label o ambos.", {}},
         {"xmp set a bad rating", {"xmp", "set", "@/src/B.NEF", "--rating", "6"}, 2, "Valoración no válida: 6", {}},
         {"xmp set a label in capitals", {"xmp", "set", "--json", "@/src/B.NEF", "--label", "GREEN"}, 0, {}, {"raw", "saved", "sidecar"}},
         {"xmp read", {"xmp", "read", "--json", "@/dest/B.NEF"}, 0, {}, {"exists", "label", "rating", "raw", "sidecar"}},
-        {"xmp read of nothing", {"xmp", "read", "@/none.NEF"}, 1, "@/none.NEF: No existe el fichero o el directorio", {}},
         {"unknown xmp order", {"xmp", "write"}, 2, "Subcomando desconocido: write", {}},
     };
 
@@ -162,8 +140,9 @@ TEST(CliContract, EveryCommandAnswersWithItsStatusJsonShapeAndMessage)
         EXPECT_EQ(run.status, row.status) << run.err.toStdString();
         EXPECT_TRUE(run.message().startsWith(QString(row.message).replace(QLatin1Char('@'), box.path())))
             << run.message().toStdString();
+        const QJsonDocument json = run.json();
         if (!row.keys.isEmpty()) {
-            EXPECT_EQ(keysOf(run.json()), row.keys);
+            EXPECT_EQ(json.isArray() ? json.array().first().toObject().keys() : json.object().keys(), row.keys);
         }
         if (row.check)
             row.check(run);

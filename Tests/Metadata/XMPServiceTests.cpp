@@ -199,7 +199,7 @@ TEST(XMPServiceRead, aBatchKeepsInputOrderAndGoesOnPastFailures)
     EXPECT_TRUE(results[3].snapshot && !results[3].snapshot->data);
 }
 
-TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVersionItReplaced)
+TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVersionItReplacedAndTheSidecarsOwnAttributes)
 {
     Scene scene(std::nullopt);
     const XMPPatch patch{4, QStringLiteral("green")};
@@ -209,16 +209,21 @@ TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVer
     EXPECT_EQ(test::readFile(scene.sidecar), created);
     EXPECT_EQ(test::allNames(scene.folder()), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp"}));
     // A new sidecar gets the user's default permissions, as any new file would; a replacement
-    // keeps the sidecar's own.
-    const mode_t mask = ::umask(022);
-    ::umask(mask);
+    // keeps the sidecar's own owner, group, permissions and attributes, whatever the user's
+    // default, and in a shared folder the backups stay the group's. Only root can give files
+    // to other owners.
+    const mode_t mask = ::umask(077);
     const ino_t createdInode = statOf(scene.sidecar).st_ino;
     EXPECT_EQ(statOf(scene.sidecar).st_mode & 07777, 0666 & ~mask);
-    ASSERT_EQ(::chmod(Paths::encode(scene.sidecar).constData(), 0640), 0);
-
+    const QByteArray folder = Paths::encode(scene.folder()), sidecar = Paths::encode(scene.sidecar);
+    const bool asRoot = ::geteuid() == 0;
+    ASSERT_TRUE(::chmod(sidecar.constData(), 0664) == 0
+                && (!asRoot || (::chown(folder.constData(), 0, 4321) == 0 && ::chmod(folder.constData(), 02775) == 0 && ::chown(sidecar.constData(), 1234, 4321) == 0)));
+    const bool attributes = ::setxattr(sidecar.constData(), "user.xdg.comment", "elegida", 7, 0) == 0;
     const XMPSnapshot second = valueOf(scene.save(first, {5, std::nullopt}));
     const XMPPatch purple{std::nullopt, QStringLiteral("purple")};
     const XMPSnapshot third = valueOf(scene.save(second, purple));
+    ::umask(mask);
     const QByteArray expected = XMPDocument::parse(second.data.value_or(QByteArray()))->applying(purple).value();
     EXPECT_TRUE(test::readFile(scene.sidecar) == expected && third.data == expected);
     const QList<QByteArray> kept = backups(scene.folder());
@@ -231,7 +236,12 @@ TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVer
     }
     EXPECT_TRUE(swapped);
     EXPECT_TRUE(temporaries(scene.folder()).isEmpty());
-    EXPECT_EQ(statOf(scene.sidecar).st_mode & 07777, 0640u);
+    const struct stat st = statOf(scene.sidecar);
+    EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777), std::tuple(asRoot ? 1234u : ::getuid(), asRoot ? 4321u : st.st_gid, 0664u));
+    char value[16] = {};
+    EXPECT_TRUE(!attributes || (::getxattr(sidecar.constData(), "user.xdg.comment", value, sizeof value) == 7 && QByteArray(value) == "elegida"));
+    const struct stat shared = statOf(backupFolder);
+    EXPECT_TRUE(!asRoot || (shared.st_gid == 4321u && (shared.st_mode & 07777) == 02775u)) << shared.st_gid << " " << (shared.st_mode & 07777);
     // A patch that changes nothing writes nothing, and keeps no backup.
     for (const XMPPatch& same : {purple, XMPPatch{}})
         EXPECT_EQ(valueOf(scene.save(third, same)), third);
@@ -261,27 +271,6 @@ TEST(XMPServiceSave, aNameNearTheLengthLimitCanBeRatedAgainAndAgain)
         EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\x{00D1}{100}a+\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch()) << name.toStdString();
     }
     EXPECT_EQ(test::allNames(box.path()), (QStringList{QStringLiteral(".vantelor-backups"), base + QStringLiteral(".NEF"), base + QStringLiteral(".xmp")}));
-}
-
-TEST(XMPServiceSave, aSidecarInASharedFolderStaysTheGroupsAfterASave)
-{
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "giving files to other owners needs root";
-    Scene scene(fixtures::lightroom(2, std::nullopt));
-    const QByteArray folder = Paths::encode(scene.folder());
-    const QByteArray sidecar = Paths::encode(scene.sidecar);
-    ASSERT_TRUE(::chown(folder.constData(), 0, 4321) == 0 && ::chmod(folder.constData(), 02775) == 0);
-    ASSERT_TRUE(::chown(sidecar.constData(), 1234, 4321) == 0 && ::chmod(sidecar.constData(), 0664) == 0);
-    const bool attributes = ::setxattr(sidecar.constData(), "user.xdg.comment", "elegida", 7, 0) == 0;
-    const mode_t mask = ::umask(077);
-    valueOf(scene.save(scene.read(), {5, std::nullopt}));
-    ::umask(mask);
-    const struct stat st = statOf(scene.sidecar);
-    EXPECT_EQ(std::tuple(st.st_uid, st.st_gid, st.st_mode & 07777), std::tuple(1234u, 4321u, 0664u));
-    char value[16] = {};
-    EXPECT_TRUE(!attributes || (::getxattr(sidecar.constData(), "user.xdg.comment", value, sizeof value) == 7 && QByteArray(value) == "elegida"));
-    const struct stat backupFolder = statOf(Paths::join(scene.folder(), QStringLiteral(".vantelor-backups")));
-    EXPECT_EQ(std::pair(backupFolder.st_gid, backupFolder.st_mode & 07777), std::pair(4321u, 02775u));
 }
 
 TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)

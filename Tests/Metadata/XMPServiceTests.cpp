@@ -84,7 +84,8 @@ struct Scene {
     QString sidecar = box.file(QStringLiteral("DSC_0001.xmp"));
     XMPService service;
 
-    explicit Scene(const std::optional<QByteArray>& xmp) { if (xmp) test::writeFile(sidecar, *xmp); }
+    // In the system's temporary folder, or where a QTemporaryDir template says.
+    explicit Scene(const std::optional<QByteArray>& xmp, const QString& where = {}) : box(where) { if (xmp) test::writeFile(sidecar, *xmp); }
     QString folder() const { return Paths::parent(raw); }
     XMPSnapshot read() { return valueOf(service.read(raw).result()); }
     Result<XMPSnapshot> save(const XMPSnapshot& snapshot, const XMPPatch& patch) { return service.save(snapshot, patch).result(); }
@@ -434,33 +435,29 @@ TEST(XMPServiceSave, aFullOrReadOnlyVolumeLeavesTheOldSidecarWhole)
     for (int index = 0; index < int(std::size(rows)); ++index) {
         const auto& row = rows[index];
         SCOPED_TRACE(index);
-        const QString folder = outer.mkdir(QString::number(index));
-        test::SmallVolume volume(folder, "size=256k");
+        const QString mount = outer.mkdir(QString::number(index));
+        test::SmallVolume volume(mount, "size=256k");
         if (!volume.mounted())
             GTEST_SKIP() << "mounting a small tmpfs needs root";
-        const QString raw = Paths::join(folder, QStringLiteral("DSC_0001.NEF"));
-        const QString sidecar = Paths::join(folder, QStringLiteral("DSC_0001.xmp"));
-        test::writeFile(raw, nefBytes());
-        if (row.existing)
-            test::writeFile(sidecar, original);
-        XMPService service;
+        Scene scene(row.existing ? std::optional(original) : std::nullopt, mount + QStringLiteral("/XXXXXX"));
+        const QString folder = scene.folder();
         XMPSaveSeam seam;
         seam.unsupportedRenames = row.portable;
         seam.atStep = [&](XMPSaveStep step) {
             if (row.fault == Fault::fullJustBeforePlacing && step == XMPSaveStep::checkedAgain)
                 test::fillUp(folder);
         };
-        service.setSaveSeam(seam);
-        const XMPSnapshot snapshot = valueOf(service.read(raw).result());
+        scene.service.setSaveSeam(seam);
+        const XMPSnapshot snapshot = scene.read();
         if (row.fault == Fault::fullBefore)
             test::fillUp(folder);
         if (row.fault == Fault::readOnly) {
             ASSERT_TRUE(volume.remountReadOnly());
         }
-        const Result<XMPSnapshot> saved = service.save(snapshot, {4, std::nullopt}).result();
+        const Result<XMPSnapshot> saved = scene.save(snapshot, {4, std::nullopt});
         QFile::remove(Paths::join(folder, QStringLiteral("filler")));
         EXPECT_TRUE(!saved.ok() && saved.message().endsWith(row.message)) << saved.message().toStdString();
-        EXPECT_EQ(test::pathExists(sidecar) ? test::readFile(sidecar) : QByteArray(), row.existing ? original : QByteArray());
+        EXPECT_EQ(test::pathExists(scene.sidecar) ? test::readFile(scene.sidecar) : QByteArray(), row.existing ? original : QByteArray());
         EXPECT_TRUE(temporaries(folder).isEmpty() && backups(folder).isEmpty());
     }
 }

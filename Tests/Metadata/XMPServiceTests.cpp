@@ -82,12 +82,17 @@ template<typename T> T valueOf(const Result<T>& result)
 // One NEF in a fresh folder, optionally with a sidecar, read through the service.
 struct Scene {
     Sandbox box;
-    QString raw = box.write(QStringLiteral("DSC_0001.NEF"), nefBytes());
-    QString sidecar = box.file(QStringLiteral("DSC_0001.xmp"));
+    QString raw;
+    QString sidecar;
     XMPService service;
 
     // In the system's temporary folder, or where a QTemporaryDir template says.
-    explicit Scene(const std::optional<QByteArray>& xmp, const QString& where = {}) : box(where) { if (xmp) test::writeFile(sidecar, *xmp); }
+    explicit Scene(const std::optional<QByteArray>& xmp, const QString& where = {}, const QString& base = QStringLiteral("DSC_0001"))
+        : box(where), raw(box.write(base + QStringLiteral(".NEF"), nefBytes())), sidecar(box.file(base + QStringLiteral(".xmp")))
+    {
+        if (xmp)
+            test::writeFile(sidecar, *xmp);
+    }
     QString folder() const { return Paths::parent(raw); }
     XMPSnapshot read() { return valueOf(service.read(raw).result()); }
     Result<XMPSnapshot> save(const XMPSnapshot& snapshot, const XMPPatch& patch) { return service.save(snapshot, patch).result(); }
@@ -148,6 +153,7 @@ TEST(XMPServiceRead, unsafeOrUnreadableSidecarsAndPhotosAreRefusedAndNothingIsCr
     // that grows between the check and the read looks like. The page map of a process is one;
     // root can bind it over the sidecar's path.
     const QByteArray pagemap = "/proc/" + QByteArray::number(::getpid()) + "/pagemap";
+    const QString tooLarge = QStringLiteral("Archivo XMP demasiado grande");
     const struct { const char* name; std::function<void(const Sandbox&)> make; QString error; bool needsRoot = false; } rows[] = {
         {"link to a valid sidecar", [&](const Sandbox& b) { b.symlink(b.write(QStringLiteral("real.xmp"), xmp), sidecar); }, unsafe},
         {"dangling link", [&](const Sandbox& b) { b.symlink(b.file(QStringLiteral("gone.xmp")), sidecar); }, link},
@@ -156,8 +162,7 @@ TEST(XMPServiceRead, unsafeOrUnreadableSidecarsAndPhotosAreRefusedAndNothingIsCr
         {"FIFO (never opened, so never blocks)", [&](const Sandbox& b) { ASSERT_EQ(::mkfifo(Paths::encode(b.file(sidecar)).constData(), 0644), 0); }, unsafe},
         {"one byte over 16 MiB", [&](const Sandbox& b) { b.write(sidecar, xmp + QByteArray(SidecarReader::maximumSize + 1 - xmp.size(), ' ')); }, unsafe},
         {"exactly 16 MiB is read", [&](const Sandbox& b) { b.write(sidecar, xmp + QByteArray(SidecarReader::maximumSize - xmp.size(), ' ')); }, {}},
-        {"larger than its size said", [&](const Sandbox& b) { ASSERT_EQ(::mount(pagemap.constData(), Paths::encode(b.write(sidecar, {})).constData(), nullptr, MS_BIND, nullptr), 0); },
-         QStringLiteral("Archivo XMP demasiado grande"), true},
+        {"larger than its size said", [&](const Sandbox& b) { ASSERT_EQ(::mount(pagemap, Paths::encode(b.write(sidecar, {})), nullptr, MS_BIND, nullptr), 0); }, tooLarge, true},
         {"the photo is a folder", [&](const Sandbox& b) { QFile::remove(b.file(photo)); b.mkdir(photo); }, nefOnly},
         {"the photo is a link", [&](const Sandbox& b) { QFile::remove(b.file(photo)); b.symlink(b.write(QStringLiteral("I.JPG"), test::makeJpeg(8, 8)), photo); }, nefOnly},
     };
@@ -246,26 +251,23 @@ TEST(XMPServiceSave, aFirstSaveCreatesFromTheTemplateAndEveryLaterOneKeepsTheVer
 
 TEST(XMPServiceSave, aNameNearTheLengthLimitCanBeRatedAgainAndAgain)
 {
-    Sandbox box;
     // 250 bytes before the extension, two-byte letters first, so that a shortened name must cut
     // between whole characters; it gives up exactly 43 bytes, one character at a time.
     const QString base = QString(100, QChar(0x00D1)) + QString(50, QLatin1Char('a'));
     ASSERT_EQ(Paths::encode(base).size(), 250);
-    const QString raw = box.write(base + QStringLiteral(".NEF"), nefBytes());
-    box.write(base + QStringLiteral(".xmp"), fixtures::lightroom(1, std::nullopt));
-    XMPService service;
-    XMPSnapshot snapshot = valueOf(service.read(raw).result());
+    Scene scene(fixtures::lightroom(1, std::nullopt), {}, base);
+    XMPSnapshot snapshot = scene.read();
     for (int rating = 2; rating <= 4; ++rating) {
-        snapshot = valueOf(service.save(snapshot, {rating, std::nullopt}).result());
+        snapshot = valueOf(scene.save(snapshot, {rating, std::nullopt}));
         EXPECT_EQ(snapshot.rating, rating);
     }
-    const QStringList kept = test::allNames(box.file(QStringLiteral(".vantelor-backups")));
+    const QStringList kept = test::allNames(scene.box.file(QStringLiteral(".vantelor-backups")));
     ASSERT_EQ(kept.size(), 3);
     for (const QString& name : kept) {
         EXPECT_TRUE(Paths::encode(name).size() == 255 && !Paths::hasEscapedBytes(name)) << "cut inside a character";
         EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\x{00D1}{100}a+\\.[0-9A-F-]{36}\\.backup$")).match(name).hasMatch()) << name.toStdString();
     }
-    EXPECT_EQ(test::allNames(box.path()), (QStringList{QStringLiteral(".vantelor-backups"), base + QStringLiteral(".NEF"), base + QStringLiteral(".xmp")}));
+    EXPECT_EQ(test::allNames(scene.folder()), (QStringList{QStringLiteral(".vantelor-backups"), base + QStringLiteral(".NEF"), base + QStringLiteral(".xmp")}));
 }
 
 TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
@@ -277,15 +279,12 @@ TEST(XMPServiceSave, refusalsBeforeAnythingIsWritten)
     const struct { const char* name; std::function<void(Scene&, XMPSnapshot&)> arrange; XMPPatch patch; QString message; K kind; } rows[] = {
         {"rating 6", [](Scene&, XMPSnapshot&) {}, patchOf(6), "Valoración XMP no válida", K::invalid},
         {"rating -2, even with the NEF gone", [](Scene& s, XMPSnapshot&) { QFile::remove(s.raw); }, patchOf(-2), "Valoración XMP no válida", K::invalid},
-        {"not a NEF", [](Scene& s, XMPSnapshot& snap) { snap.raw = s.box.write(QStringLiteral("DSC_0001.JPG"), test::makeJpeg(8, 8)); },
-         patchOf(2), "El archivo NEF no está disponible", K::invalid},
+        {"not a NEF", [](Scene& s, XMPSnapshot& snap) { snap.raw = s.box.write(QStringLiteral("DSC_0001.JPG"), test::makeJpeg(8, 8)); }, patchOf(2), "El archivo NEF no está disponible", K::invalid},
         {"edited by another program after the read", [&](Scene& s, XMPSnapshot&) { test::writeFile(s.sidecar, original + " "); }, patchOf(2), changedOutside, K::conflict},
         {"renamed by another program", [](Scene& s, XMPSnapshot&) { QFile::rename(s.sidecar, s.box.file(QStringLiteral("dsc_0001.XMP"))); }, patchOf(2), changedOutside, K::conflict},
-        {"backup folder is a link to a folder", [](Scene& s, XMPSnapshot&) { s.box.symlink(s.box.mkdir(QStringLiteral("elsewhere")), QStringLiteral(".vantelor-backups")); },
-         patchOf(2), "La carpeta de recuperación no es segura", K::invalid},
+        {"backup folder is a link to a folder", [](Scene& s, XMPSnapshot&) { s.box.symlink(s.box.mkdir(QStringLiteral("elsewhere")), QStringLiteral(".vantelor-backups")); }, patchOf(2), "La carpeta de recuperación no es segura", K::invalid},
         {"read-only sidecar", [](Scene& s, XMPSnapshot&) { ::chmod(Paths::encode(s.sidecar).constData(), 0444); }, patchOf(2), "El archivo XMP es de solo lectura", K::io},
-        {"a complex label", [&](Scene& s, XMPSnapshot& snap) { test::writeFile(s.sidecar, complexLabel); snap = s.read(); },
-         patchOf(std::nullopt, "Blue"), "El campo XMP complejo Label no se puede reemplazar de forma segura", K::invalid},
+        {"a complex label", [&](Scene& s, XMPSnapshot& snap) { test::writeFile(s.sidecar, complexLabel); snap = s.read(); }, patchOf(std::nullopt, "Blue"), "El campo XMP complejo Label no se puede reemplazar de forma segura", K::invalid},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -474,12 +473,11 @@ TEST(XMPInterop, exiftoolAndExiv2ReadWhatWasSaved)
         Scene scene(row.sidecar);
         const QString label = QString::fromUtf8(row.label);
         valueOf(scene.save(scene.read(), {row.rating, label}));
-        const test::CliRun byExiftool = test::runCli({QStringLiteral("-j"), QStringLiteral("-XMP:Rating"), QStringLiteral("-XMP:Label"), scene.sidecar},
-                                                     QProcessEnvironment::systemEnvironment(), exiftool);
+        const test::CliRun byExiftool = test::runCli({"-j", "-XMP:Rating", "-XMP:Label", scene.sidecar}, QProcessEnvironment::systemEnvironment(), exiftool);
         const QJsonObject fields = byExiftool.json().array().at(0).toObject();
         EXPECT_TRUE(byExiftool.status == 0 && fields.value(QStringLiteral("Rating")).toInt(-99) == row.rating
                     && fields.value(QStringLiteral("Label")).toString() == label) << byExiftool.out.toStdString() << byExiftool.err.toStdString();
-        const test::CliRun byExiv2 = test::runCli({QStringLiteral("-px"), scene.sidecar}, QProcessEnvironment::systemEnvironment(), exiv2);
+        const test::CliRun byExiv2 = test::runCli({"-px", scene.sidecar}, QProcessEnvironment::systemEnvironment(), exiv2);
         const QString listing = QString::fromUtf8(byExiv2.out);
         const auto value = [&](const char* key) {
             return QRegularExpression(QStringLiteral("^Xmp\\.xmp\\.%1\\s+XmpText\\s+\\d+\\s+(.*)$").arg(QLatin1String(key)), QRegularExpression::MultilineOption)

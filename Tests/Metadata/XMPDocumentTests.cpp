@@ -9,18 +9,17 @@ namespace {
 const QByteArray rdfUri = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
 const QByteArray xmpUri = "http://ns.adobe.com/xap/1.0/";
 
-// A minimal sidecar whose one empty-about description has the given attributes and children.
-QByteArray sidecar(const QByteArray& attributes, const QByteArray& children = {})
-{
-    return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"" + rdfUri
-        + "\"><rdf:Description rdf:about=\"\" xmlns:xmp=\"" + xmpUri + "\"" + attributes + ">" + children
-        + "</rdf:Description></rdf:RDF></x:xmpmeta>";
-}
-
 // A bare RDF container with extra declarations on it.
 QByteArray rdf(const QByteArray& declarations, const QByteArray& content)
 {
     return "<rdf:RDF xmlns:rdf=\"" + rdfUri + "\"" + declarations + ">" + content + "</rdf:RDF>";
+}
+
+// A minimal sidecar whose one empty-about description has the given attributes and children.
+QByteArray sidecar(const QByteArray& attributes, const QByteArray& children = {})
+{
+    return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\">" + rdf({}, "<rdf:Description rdf:about=\"\" xmlns:xmp=\"" + xmpUri + "\"" + attributes + ">" + children + "</rdf:Description>")
+        + "</x:xmpmeta>";
 }
 
 Result<XMPValues> read(const QByteArray& bytes)
@@ -43,9 +42,7 @@ XMPPatch makePatch(std::optional<int> rating, const char* label)
 
 // A sidecar about this file, next to one about another file, which is neither read nor edited.
 const QByteArray elsewhere = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\">"
-    + rdf(" xmlns:xmp=\"" + xmpUri + "\"",
-          "<rdf:Description rdf:about=\"\"/><rdf:Description rdf:about=\"uuid:faf5bdd5\" xmp:Rating=\"4\"/>")
-    + "</x:xmpmeta>";
+    + rdf(" xmlns:xmp=\"" + xmpUri + "\"", "<rdf:Description rdf:about=\"\"/><rdf:Description rdf:about=\"uuid:faf5bdd5\" xmp:Rating=\"4\"/>") + "</x:xmpmeta>";
 
 TEST(XMPDocumentValues, readOrRefusedWithTheirMessage)
 {

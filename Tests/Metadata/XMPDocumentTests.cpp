@@ -160,8 +160,7 @@ TEST(XMPDocumentPatching, onlyTheEditedValuesChangeByteForByteAndComplexOrAmbigu
     };
     for (const PatchRow& row : rows) {
         SCOPED_TRACE(row.name);
-        const XMPPatch patch = makePatch(row.rating, row.label);
-        const Result<QByteArray> saved = patched(row.original, patch);
+        const Result<QByteArray> saved = patched(row.original, makePatch(row.rating, row.label));
         if (row.error) {
             EXPECT_EQ(saved.message(), QString::fromUtf8(row.error)) << saved.message().toStdString();
             continue;
@@ -171,10 +170,6 @@ TEST(XMPDocumentPatching, onlyTheEditedValuesChangeByteForByteAndComplexOrAmbigu
         const qsizetype at = row.original.indexOf(row.from);
         ASSERT_TRUE(at >= 0 && row.original.indexOf(row.from, at + 1) < 0) << "expectation not unique";
         EXPECT_EQ(*saved, QByteArray(row.original).replace(at, row.from.size(), row.to));
-        const Result<XMPValues> read = vantelor::read(*saved);
-        ASSERT_TRUE(read.ok()) << read.message().toStdString();
-        EXPECT_EQ(read->rating, patch.rating.value_or(read->rating));
-        EXPECT_EQ(read->label, patch.label ? patch.label : read->label);
     }
     EXPECT_EQ(patched(sidecar(""), XMPPatch{std::nullopt, QString(QChar(0xD800))}).message(),
               QStringLiteral("La validación del XMP después de guardar ha fallado"));

@@ -31,8 +31,7 @@ namespace {
 using test::Sandbox;
 namespace fixtures = test::XmpFixtures;
 
-const QString nefOnly = QStringLiteral("El guardado XMP solo está habilitado para Nikon NEF. Los otros formatos "
-                                       "solo conservan cambios durante esta sesión.");
+const QString nefOnly = QStringLiteral("El guardado XMP solo está habilitado para Nikon NEF. Los otros formatos solo conservan cambios durante esta sesión.");
 
 const QByteArray& nefBytes()
 {
@@ -82,17 +81,12 @@ template<typename T> T valueOf(const Result<T>& result)
 // One NEF in a fresh folder, optionally with a sidecar, read through the service.
 struct Scene {
     Sandbox box;
-    QString raw;
-    QString sidecar;
+    QString raw, sidecar;
     XMPService service;
 
     // In the system's temporary folder, or where a QTemporaryDir template says.
     explicit Scene(const std::optional<QByteArray>& xmp, const QString& where = {}, const QString& base = QStringLiteral("DSC_0001"))
-        : box(where), raw(box.write(base + QStringLiteral(".NEF"), nefBytes())), sidecar(box.file(base + QStringLiteral(".xmp")))
-    {
-        if (xmp)
-            test::writeFile(sidecar, *xmp);
-    }
+        : box(where), raw(box.write(base + QStringLiteral(".NEF"), nefBytes())), sidecar(box.file(base + QStringLiteral(".xmp"))) { if (xmp) test::writeFile(sidecar, *xmp); }
     QString folder() const { return Paths::parent(raw); }
     XMPSnapshot read() { return valueOf(service.read(raw).result()); }
     Result<XMPSnapshot> save(const XMPSnapshot& snapshot, const XMPPatch& patch) { return service.save(snapshot, patch).result(); }
@@ -147,8 +141,7 @@ TEST(XMPServiceRead, unsafeOrUnreadableSidecarsAndPhotosAreRefusedAndNothingIsCr
     const QByteArray xmp = fixtures::lightroom(4, QStringLiteral("Blue"));
     const QString unsafe = QStringLiteral("Archivo XMP inseguro o demasiado grande");
     const QString link = QStringLiteral("Archivo XMP rechazado: enlace simbólico");
-    const auto sidecar = QStringLiteral("X.xmp");
-    const auto photo = QStringLiteral("X.NEF");
+    const QString sidecar = QStringLiteral("X.xmp"), photo = QStringLiteral("X.NEF");
     // A regular file whose size reads as 0 but that yields far more than 16 MiB: what a sidecar
     // that grows between the check and the read looks like. The page map of a process is one;
     // root can bind it over the sidecar's path.
@@ -408,15 +401,14 @@ TEST(XMPServiceSave, aFullOrReadOnlyVolumeLeavesTheOldSidecarWhole)
 {
     const QString noSpace = QStringLiteral("No space left on device");
     const QString incomplete = QStringLiteral("No se pudo completar el XMP. Revisa el espacio libre y la conexión del disco.");
-    const QString notWritable = QStringLiteral(": Read-only file system");
     enum class Fault { fullBefore, fullJustBeforePlacing, readOnly };
     const struct { bool portable; bool existing; Fault fault; QString message; } rows[] = {
         {false, true, Fault::fullBefore, noSpace},
         {true, true, Fault::fullBefore, noSpace},
         {true, true, Fault::fullJustBeforePlacing, incomplete},    // the backup cannot be written
         {true, false, Fault::fullJustBeforePlacing, incomplete},   // the exclusive creation cannot be completed
-        {false, true, Fault::readOnly, notWritable},
-        {false, false, Fault::readOnly, notWritable},
+        {false, true, Fault::readOnly, ": Read-only file system"},
+        {false, false, Fault::readOnly, ": Read-only file system"},
     };
     const QByteArray original = fixtures::lightroom(1, QStringLiteral("Red"), 20000);
     Sandbox outer;

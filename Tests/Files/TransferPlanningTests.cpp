@@ -18,19 +18,9 @@ using namespace vantelor::test;
 
 namespace {
 
-QStringList sourcesOf(const TransferPlan& plan)
+Result<TransferPlan> planNow(const QStringList& sources, const QString& destination, TransferKind kind = TransferKind::copy)
 {
-    QStringList names;
-    for (const TransferItem& item : plan.items)
-        names.append(Paths::fileName(item.source));
-    return names;
-}
-
-Result<TransferPlan> planNow(const QStringList& sources, const QString& destination,
-                             TransferKind kind = TransferKind::copy)
-{
-    FileWorkflow workflow;
-    return workflow.plan(sources, destination, kind).result();
+    return FileWorkflow().plan(sources, destination, kind).result();
 }
 
 QString sha256Of(const QByteArray& bytes)
@@ -56,18 +46,19 @@ TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.selected.join(',').toStdString());
-        QStringList paths;
+        QStringList paths, names;
         for (const QString& name : row.selected)
             paths.append(Paths::join(src, name));
         const auto plan = planNow(paths, dest, TransferKind::move);
         ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
-        EXPECT_EQ(sourcesOf(*plan), row.expected);
         for (const TransferItem& item : plan->items) {
+            names.append(Paths::fileName(item.source));
             const QByteArray bytes = readFile(item.source);
             EXPECT_EQ(item.digest, sha256Of(bytes));
             EXPECT_EQ(item.bytes, bytes.size());
             EXPECT_EQ(item.destination, Paths::join(dest, Paths::fileName(item.source)));
         }
+        EXPECT_EQ(names, row.expected);
     }
     EXPECT_TRUE(visibleNames(dest).isEmpty());
 }
@@ -76,72 +67,53 @@ TEST(TransferPlanning, RefusesWhatCannotTravelSafely)
 {
     Sandbox box;
     const QString src = box.mkdir(QStringLiteral("src"));
-    const QString other = box.mkdir(QStringLiteral("other"));
     const QString dest = box.mkdir(QStringLiteral("dest"));
-    for (const char* name : {"src/A.NEF", "src/A.xmp", "other/A.NEF", "src/C.NEF", "dest/c.nef", "src/D.NEF", "src/E.NEF",
-                             "src/F.NEF", "src/H.jpg", "src/h.JPG", "archivo"})
+    for (const char* name : {"src/A.NEF", "src/C.NEF", "dest/c.nef", "src/D.NEF", "src/F.NEF", "src/H.jpg", "src/h.JPG", "archivo"})
         box.write(QString::fromUtf8(name), name);
     box.mkdir(QStringLiteral("src/D.data"));
-    ASSERT_EQ(::mkfifo(Paths::encode(box.file(QStringLiteral("src/E.fifo"))).constData(), 0644), 0);
-    box.symlink(box.file(QStringLiteral("other/A.NEF")), QStringLiteral("src/F.xmp"));
+    box.symlink(box.file(QStringLiteral("src/A.NEF")), QStringLiteral("src/F.xmp"));
     box.symlink(box.file(QStringLiteral("src/A.NEF")), QStringLiteral("src/G.NEF"));
-    box.mkdir(QStringLiteral("src/Carpeta"));
     box.symlink(src, QStringLiteral("srclink"));
-    box.symlink(dest, QStringLiteral("destlink"));
 
     const auto invalid = [](const char* text) { return Failure(WorkflowError::invalid(QString::fromUtf8(text))); };
-    const auto conflict = [](const char* text) { return Failure(WorkflowError::conflict(QString::fromUtf8(text))); };
+    const auto taken = [](const char* name) {
+        return Failure(WorkflowError::conflict(QStringLiteral("El destino ya contiene %1; no se sobrescribirá nada").arg(QLatin1String(name))));
+    };
     const struct { const char* what; QStringList sources; QString destination; Failure expected; } rows[] = {
         {"destination missing", {src + "/A.NEF"}, box.file("falta"), invalid("El destino no es una carpeta")},
         {"destination is a file", {src + "/A.NEF"}, box.file("archivo"), invalid("El destino no es una carpeta")},
         {"empty selection", {}, dest, invalid("Selecciona primero las fotografías")},
-        {"empty selection, bad destination", {}, box.file("archivo"), invalid("El destino no es una carpeta")},
         {"selected link", {src + "/G.NEF"}, dest, invalid("No se pueden transferir enlaces simbólicos")},
-        {"destination is the source folder", {src + "/A.NEF"}, src, invalid("Elige otra carpeta de destino")},
         {"destination reaches the source folder through a link", {src + "/A.NEF"}, box.file("srclink"),
          invalid("Elige otra carpeta de destino")},
         {"source reached through a link", {box.file("srclink/A.NEF")}, src, invalid("Elige otra carpeta de destino")},
         {"associated link", {src + "/F.NEF"}, dest, invalid("Archivo asociado rechazado: enlace simbólico")},
         {"associated folder", {src + "/D.NEF"}, dest, invalid("Archivo asociado no compatible: D.data")},
-        {"associated FIFO", {src + "/E.NEF"}, dest, invalid("Archivo asociado no compatible: E.fifo")},
-        {"selected folder", {src + "/Carpeta"}, dest, invalid("Archivo asociado no compatible: Carpeta")},
-        {"name taken in another case", {src + "/C.NEF"}, dest,
-         conflict("El destino ya contiene C.NEF; no se sobrescribirá nada")},
-        {"name taken through a destination link", {src + "/C.NEF"}, box.file("destlink"),
-         conflict("El destino ya contiene C.NEF; no se sobrescribirá nada")},
-        {"two photos of one name", {src + "/A.NEF", other + "/A.NEF"}, dest,
-         conflict("El destino ya contiene A.NEF; no se sobrescribirá nada")},
-        {"names differing only in case", {src + "/H.jpg"}, dest,
-         conflict("El destino ya contiene h.JPG; no se sobrescribirá nada")},
+        {"name taken in another case", {src + "/C.NEF"}, dest, taken("C.NEF")},
+        {"names differing only in case", {src + "/H.jpg"}, dest, taken("h.JPG")},
     };
     const auto before = treeContents(box.path());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         const auto plan = planNow(row.sources, row.destination);
         ASSERT_FALSE(plan.ok());
-        EXPECT_EQ(plan.message(), describe(row.expected));
         EXPECT_EQ(plan.failure(), row.expected);
     }
     const auto missing = planNow({src + "/Z.NEF"}, dest);
-    ASSERT_FALSE(missing.ok());
     EXPECT_EQ(std::get<SystemError>(missing.failure()).code(), ENOENT);
     EXPECT_EQ(treeContents(box.path()), before);
 }
 
 TEST(TransferPlanning, DestinationInsideASourceFolderIsAnotherFolder)
 {
-    Sandbox box;
-    const QString src = box.mkdir(QStringLiteral("src"));
-    box.mkdir(QStringLiteral("src/Selección"));
-    box.write(QStringLiteral("src/A.NEF"), "a");
-    box.symlink(box.file(QStringLiteral("src/Selección")), QStringLiteral("atajo"));
-    const auto plan = planNow({src + "/A.NEF"}, box.file(QStringLiteral("atajo")));
+    Shoot shoot(1);
+    shoot.box.symlink(shoot.box.mkdir(QStringLiteral("src/Selección")), QStringLiteral("atajo"));
+    const auto plan = planNow(shoot.photos, shoot.box.file(QStringLiteral("atajo")));
     ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
-    EXPECT_EQ(plan->destination, box.file(QStringLiteral("src/Selección")));
-    EXPECT_EQ(plan->items.first().destination, box.file(QStringLiteral("src/Selección/A.NEF")));
+    EXPECT_EQ(plan->items.first().destination, shoot.box.file(QStringLiteral("src/Selección/DSC_0001.NEF")));
 }
 
-TEST(TransferPlanning, JournalKeepsEveryNameAndNumber)
+TEST(TransferPlanning, JournalKeepsEveryNameAndNumberAndCanBeCancelled)
 {
     Sandbox box;
     const QString src = box.mkdir(QStringLiteral("src"));
@@ -152,75 +124,51 @@ TEST(TransferPlanning, JournalKeepsEveryNameAndNumber)
     for (const QString& name : {QString(odd + ".NEF"), QString(odd + ".xmp")})
         ASSERT_EQ(::rename(Paths::encode(box.file(name)).constData(), Paths::encode(Paths::join(src, name)).constData()), 0);
 
-    const auto plan = planNow({Paths::join(src, odd + ".NEF")}, dest, TransferKind::move);
+    const QStringList photo{Paths::join(src, odd + ".NEF")};
+    EXPECT_TRUE(isCancelled(TransferPlanner::plan(photo, dest, TransferKind::copy, [] { return true; }).failure()));
+    const auto plan = planNow(photo, dest, TransferKind::move);
     ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
     ASSERT_EQ(plan->items.size(), 2);
     EXPECT_EQ(plan->items[0].bytes, 0);
     EXPECT_EQ(plan->items[0].digest, QStringLiteral("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
 
-    // The format outlives the version that wrote it: one line of JSON, these keys, names as
-    // file URLs whatever their bytes.
+    // The format outlives the version that wrote it: one line of JSON, names as file URLs
+    // whatever their bytes, and recovery never acts on half a record.
     const QByteArray journal = plan->journal();
     const QJsonObject object = QJsonDocument::fromJson(journal).object();
-    EXPECT_EQ(object.keys(), (QStringList{"destination", "id", "items", "kind"}));
-    EXPECT_EQ(object["items"][0].toObject().keys(), (QStringList{"bytes", "destination", "digest", "source"}));
     EXPECT_EQ(object["kind"].toString(), QStringLiteral("move"));
     EXPECT_TRUE(object["items"][0]["source"].toString().endsWith(QStringLiteral("/src/caf%E9%20%231.NEF")));
     EXPECT_FALSE(journal.contains('\n'));
-
-    // Recovery must never act on half a record.
     for (const QString& key : object.keys()) {
         QJsonObject damaged = object;
         damaged.remove(key);
         EXPECT_FALSE(TransferPlan::fromJournal(QJsonDocument(damaged).toJson())) << key.toStdString();
     }
-
     const auto decoded = TransferPlan::fromJournal(journal);
     ASSERT_TRUE(decoded.has_value());
     EXPECT_EQ(*decoded, *plan);
     EXPECT_EQ(Paths::encode(decoded->items[0].source), Paths::encode(src) + "/caf\xe9 #1.NEF");
 }
 
-TEST(TransferPlanning, PlanningCanBeCancelled)
-{
-    Sandbox box;
-    const QString src = box.mkdir(QStringLiteral("src"));
-    const QString dest = box.mkdir(QStringLiteral("dest"));
-    box.write(QStringLiteral("src/A.NEF"), "a");
-    const auto plan = TransferPlanner::plan({src + "/A.NEF"}, dest, TransferKind::copy, [] { return true; });
-    ASSERT_FALSE(plan.ok());
-    EXPECT_TRUE(isCancelled(plan.failure()));
-}
-
-TEST(FileDigest, MatchesSha256AcrossChunkBoundaries)
+TEST(FileDigest, MatchesSha256AcrossChunkBoundariesAndRefusesAllButRegularFiles)
 {
     Sandbox box;
     const qsizetype chunk = FileDigest::chunkSize;
     for (const qsizetype size : {qsizetype(0), qsizetype(1), chunk - 1, chunk, chunk + 1, 3 * chunk + 5}) {
         SCOPED_TRACE(size);
         const QByteArray bytes = patternBytes(size, int(size % 97));
-        const QString path = box.write(QStringLiteral("f"), bytes);
-        const auto digest = FileWorkflow::digest(path);
+        const auto digest = FileWorkflow::digest(box.write(QStringLiteral("f"), bytes));
         ASSERT_TRUE(digest.ok());
         EXPECT_EQ(*digest, sha256Of(bytes));
     }
-}
-
-TEST(FileDigest, RefusesAnythingButARegularFileWithoutBlocking)
-{
-    Sandbox box;
-    box.write(QStringLiteral("real"), "x");
-    box.symlink(box.file(QStringLiteral("real")), QStringLiteral("link"));
+    box.symlink(box.file(QStringLiteral("f")), QStringLiteral("link"));
     box.mkdir(QStringLiteral("folder"));
     ASSERT_EQ(::mkfifo(Paths::encode(box.file(QStringLiteral("fifo"))).constData(), 0644), 0);
     for (const char* name : {"link", "folder", "fifo"}) {
         SCOPED_TRACE(name);
-        const auto digest = FileWorkflow::digest(box.file(QLatin1String(name)));
-        ASSERT_FALSE(digest.ok());
-        EXPECT_EQ(std::get<WorkflowError>(digest.failure()),
-                  WorkflowError::invalid(QStringLiteral("Solo se pueden transferir archivos normales")));
+        EXPECT_EQ(FileWorkflow::digest(box.file(QLatin1String(name))).failure(),
+                  Failure(WorkflowError::invalid(QStringLiteral("Solo se pueden transferir archivos normales"))));
     }
-    const auto missing = FileWorkflow::digest(box.file(QStringLiteral("missing")));
-    ASSERT_FALSE(missing.ok());
-    EXPECT_EQ(missing.message(), box.file(QStringLiteral("missing")) + QStringLiteral(": No such file or directory"));
+    EXPECT_EQ(FileWorkflow::digest(box.file(QStringLiteral("missing"))).message(),
+              box.file(QStringLiteral("missing")) + QStringLiteral(": No such file or directory"));
 }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "Files/FileWorkflow.h"
-#include "Support/FileStat.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
@@ -29,23 +28,24 @@ void expectOutcome(const Shoot& fixture, TransferKind kind, const Result<Transfe
     if (receipt.ok()) {
         EXPECT_EQ(placed, itemCount);
         EXPECT_EQ(visibleNames(fixture.src).isEmpty(), kind == TransferKind::move);
-        if (!cleanupMayFail) {
-            EXPECT_FALSE(pathExists(staging));
-        }
-        return;
-    }
-    if (receipt.message().startsWith(interrupted)) {
+    } else if (receipt.message().startsWith(interrupted)) {
         EXPECT_TRUE(receipt.message().startsWith(interrupted + staging));
         EXPECT_TRUE(pathExists(Paths::join(staging, QStringLiteral("transaction.json"))));
         return;
+    } else {
+        for (const auto& [path, bytes] : fixture.originals)
+            EXPECT_EQ(readFile(path), bytes) << Paths::displayText(path).toStdString();
+        EXPECT_EQ(visibleNames(fixture.dest), QStringList());
+        EXPECT_FALSE(pathExists(Paths::join(fixture.src, QStringLiteral(".vantelor-move-recovery"))));
     }
-    for (const auto& [path, bytes] : fixture.originals)
-        EXPECT_EQ(readFile(path), bytes) << Paths::displayText(path).toStdString();
-    EXPECT_EQ(visibleNames(fixture.dest), QStringList());
-    EXPECT_FALSE(pathExists(Paths::join(fixture.src, QStringLiteral(".vantelor-move-recovery"))));
-    if (!cleanupMayFail) {
-        EXPECT_FALSE(pathExists(staging));
-    }
+    EXPECT_TRUE(cleanupMayFail || !pathExists(staging));
+}
+
+Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem, std::optional<int> failAfter = {})
+{
+    FileWorkflow workflow(std::move(fileSystem));
+    workflow.setFailAfterCommitting(failAfter);
+    return workflow.execute(plan).result();
 }
 
 } // namespace
@@ -56,36 +56,27 @@ TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
     for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
         for (const Call call : {Call::copy, Call::rename, Call::remove, Call::createFolder, Call::removeFolder,
                                 Call::writeNewFile, Call::sync}) {
-            for (const int error : {EIO, ENOSPC, EXDEV}) {
-                for (const bool persistent : {false, true}) {
-                    // A call that keeps failing behaves alike whatever its error number.
-                    if (persistent && error != EIO)
-                        continue;
-                    // One past the last call of that kind in a clean run: then nothing fails.
-                    for (int n = 1;; ++n) {
-                        SCOPED_TRACE(QStringLiteral("%1 %2 #%3 errno %4%5")
-                                         .arg(TransferKinds::rawValue(kind), FailingFileSystem::callName(call))
-                                         .arg(n)
-                                         .arg(error)
-                                         .arg(persistent ? " from then on" : "")
-                                         .toStdString());
-                        Shoot fixture;
-                        const TransferPlan plan = fixture.plan(kind);
-                        auto fileSystem = std::make_shared<FailingFileSystem>(call, n, error, persistent);
-                        FileWorkflow workflow(fileSystem);
-                        const auto receipt = workflow.execute(plan).result();
-                        ++runs;
-                        // Removals only clean up a finished transfer; their failures are ignored.
-                        const bool cleanup = call == Call::remove || call == Call::removeFolder;
-                        EXPECT_TRUE(receipt.ok() || (fileSystem->fired() && !cleanup)) << receipt.message().toStdString();
-                        // A system error is the injected one.
-                        if (const auto* system = receipt.ok() ? nullptr : std::get_if<SystemError>(&receipt.failure())) {
-                            EXPECT_EQ(system->code(), error);
-                        }
-                        expectOutcome(fixture, kind, receipt, fixture.staging(plan), cleanup);
-                        if (!fileSystem->fired() || ::testing::Test::HasFailure())
-                            break;
+            // A call that keeps failing behaves alike whatever its error number.
+            for (const auto& [error, persistent] : {std::pair{EIO, false}, {ENOSPC, false}, {EXDEV, false}, {EIO, true}}) {
+                // One past the last call of that kind in a clean run: then nothing fails.
+                for (int n = 1;; ++n) {
+                    SCOPED_TRACE(QStringLiteral("%1 %2 #%3 errno %4%5").arg(TransferKinds::rawValue(kind), FailingFileSystem::callName(call))
+                                     .arg(n).arg(error).arg(persistent ? " from then on" : "").toStdString());
+                    Shoot fixture;
+                    const TransferPlan plan = fixture.plan(kind);
+                    auto fileSystem = std::make_shared<FailingFileSystem>(call, n, error, persistent);
+                    const auto receipt = execute(plan, fileSystem);
+                    ++runs;
+                    // Removals only clean up a finished transfer; their failures are ignored.
+                    const bool cleanup = call == Call::remove || call == Call::removeFolder;
+                    EXPECT_TRUE(receipt.ok() || (fileSystem->fired() && !cleanup)) << receipt.message().toStdString();
+                    // A system error is the injected one.
+                    if (const auto* system = receipt.ok() ? nullptr : std::get_if<SystemError>(&receipt.failure())) {
+                        EXPECT_EQ(system->code(), error);
                     }
+                    expectOutcome(fixture, kind, receipt, fixture.staging(plan), cleanup);
+                    if (!fileSystem->fired() || ::testing::Test::HasFailure())
+                        break;
                 }
             }
         }
@@ -95,30 +86,25 @@ TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
 
 TEST(TransferFaults, EachStageReportsItsOwnFailure)
 {
-    const struct {
-        TransferKind kind;
-        Call call;
-        int n;
-        bool persistent;
-        std::function<QString(const TransferPlan&, const QString& staging)> message;
-    } rows[] = {
-        {TransferKind::copy, Call::createFolder, 1, false, [](const TransferPlan&, const QString& staging) { return SystemError(EIO, staging).message(); }},
-        {TransferKind::copy, Call::copy, 3, false, [](const TransferPlan& p, const QString&) { return SystemError(EIO, p.items[2].destination).message(); }},
-        {TransferKind::copy, Call::sync, 2, false, [](const TransferPlan& p, const QString&) { return SystemError(EIO, p.destination).message(); }},
-        {TransferKind::copy, Call::rename, 2, false,
-         [](const TransferPlan&, const QString&) { return QStringLiteral("No se puede colocar DSC_0001.xmp sin sobrescribir"); }},
-        {TransferKind::move, Call::rename, itemCount + 1, false,
-         [](const TransferPlan&, const QString&) { return QStringLiteral("No se pudo conservar la copia de recuperación"); }},
-        {TransferKind::move, Call::rename, itemCount + 2, true, [](const TransferPlan&, const QString& staging) {
-             return interrupted + staging + QStringLiteral(" y en .vantelor-move-recovery del origen. No se pudo conservar la copia de recuperación");
-         }},
+    // {staging}, {dest} and {item2} stand for the staging folder, the destination and the third
+    // item's destination: a failed copy names the file the user asked for, never its staged copy.
+    const struct { TransferKind kind; Call call; int n; bool persistent; const char* message; } rows[] = {
+        {TransferKind::copy, Call::createFolder, 1, false, "{staging}: Input/output error"},
+        {TransferKind::copy, Call::copy, 3, false, "{item2}: Input/output error"},
+        {TransferKind::copy, Call::sync, 2, false, "{dest}: Input/output error"},
+        {TransferKind::copy, Call::rename, 2, false, "No se puede colocar DSC_0001.xmp sin sobrescribir"},
+        {TransferKind::move, Call::rename, itemCount + 1, false, "No se pudo conservar la copia de recuperación"},
+        {TransferKind::move, Call::rename, itemCount + 2, true,
+         "Operación interrumpida. Archivos de recuperación conservados en {staging} y en .vantelor-move-recovery del origen. "
+         "No se pudo conservar la copia de recuperación"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(QStringLiteral("%1 #%2").arg(FailingFileSystem::callName(row.call)).arg(row.n).toStdString());
         Shoot fixture;
         const TransferPlan plan = fixture.plan(row.kind);
-        FileWorkflow workflow(std::make_shared<FailingFileSystem>(row.call, row.n, EIO, row.persistent));
-        EXPECT_EQ(workflow.execute(plan).result().message(), row.message(plan, fixture.staging(plan)));
+        const QString expected = QString::fromUtf8(row.message).replace("{staging}", fixture.staging(plan))
+                                     .replace("{dest}", plan.destination).replace("{item2}", plan.items[2].destination);
+        EXPECT_EQ(execute(plan, std::make_shared<FailingFileSystem>(row.call, row.n, EIO, row.persistent)).message(), expected);
     }
 }
 
@@ -128,18 +114,12 @@ TEST(TransferFaults, RemovalFailingDuringRollbackKeepsTheRecoveryFiles)
         for (int committed = 1; committed <= itemCount; ++committed) {
             for (const bool persistent : {false, true}) {
                 for (int n = 1; n <= committed + 2; ++n) {
-                    SCOPED_TRACE(QStringLiteral("%1 after %2, removal #%3%4")
-                                     .arg(TransferKinds::rawValue(kind))
-                                     .arg(committed)
-                                     .arg(n)
-                                     .arg(persistent ? " from then on" : "")
-                                     .toStdString());
+                    SCOPED_TRACE(QStringLiteral("%1 after %2, removal #%3%4").arg(TransferKinds::rawValue(kind)).arg(committed).arg(n)
+                                     .arg(persistent ? " from then on" : "").toStdString());
                     Shoot fixture;
                     const TransferPlan plan = fixture.plan(kind);
                     const QString staging = fixture.staging(plan);
-                    FileWorkflow workflow(std::make_shared<FailingFileSystem>(Call::remove, n, EIO, persistent));
-                    workflow.setFailAfterCommitting(committed);
-                    const auto receipt = workflow.execute(plan).result();
+                    const auto receipt = execute(plan, std::make_shared<FailingFileSystem>(Call::remove, n, EIO, persistent), committed);
                     const QString cause = QStringLiteral("Injected transfer failure");
                     EXPECT_EQ(receipt.message(), n <= committed ? interrupted + staging + QStringLiteral(" y en .vantelor-move-recovery del origen. ") + cause
                                                                 : cause);
@@ -152,24 +132,22 @@ TEST(TransferFaults, RemovalFailingDuringRollbackKeepsTheRecoveryFiles)
     }
 }
 
-TEST(TransferFaults, AFullDiskStopsTheTransferAndLeavesNothingBehind)
+// Small volumes of their own: a full disk, a locked card and another file system.
+TEST(TransferFaults, OtherVolumesAreFullLockedOrCopiedAcross)
 {
     Sandbox box;
-    const QString volumePath = box.mkdir(QStringLiteral("volume"));
-    SmallVolume volume(volumePath, "size=192k,mode=0755");
-    if (!volume.mounted())
+    const QString full = box.mkdir(QStringLiteral("full")), card = box.mkdir(QStringLiteral("card")), other = box.mkdir(QStringLiteral("other"));
+    SmallVolume fullVolume(full, "size=192k,mode=0755"), cardVolume(card, "size=1m,mode=0755"), otherVolume(other, "size=16m,mode=0755");
+    if (!fullVolume.mounted() || !cardVolume.mounted() || !otherVolume.mounted())
         GTEST_SKIP() << "mounting a small tmpfs needs root";
+    FileWorkflow workflow;
     for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
         SCOPED_TRACE(TransferKinds::rawValue(kind).toStdString());
         Shoot fixture(2, 100 * 1024);
-        const QString dest = Paths::join(volumePath, TransferKinds::rawValue(kind));
+        const QString dest = Paths::join(full, TransferKinds::rawValue(kind));
         ASSERT_EQ(::mkdir(Paths::encode(dest).constData(), 0755), 0);
-        FileWorkflow workflow;
-        const auto plan = workflow.plan(fixture.photos, dest, kind).result();
-        ASSERT_TRUE(plan.ok());
         const auto sourceTree = treeContents(fixture.src);
-        const auto receipt = workflow.execute(*plan).result();
-        ASSERT_FALSE(receipt.ok());
+        const auto receipt = workflow.execute(*workflow.plan(fixture.photos, dest, kind).result()).result();
         const auto* error = std::get_if<SystemError>(&receipt.failure());
         ASSERT_NE(error, nullptr) << receipt.message().toStdString();
         EXPECT_EQ(error->code(), ENOSPC);
@@ -178,48 +156,19 @@ TEST(TransferFaults, AFullDiskStopsTheTransferAndLeavesNothingBehind)
         EXPECT_EQ(allNames(dest), QStringList());
         ::rmdir(Paths::encode(dest).constData());
     }
-}
 
-TEST(TransferFaults, AMoveFromALockedCardIsRefusedBeforeCopying)
-{
-    Sandbox box;
-    const QString card = box.mkdir(QStringLiteral("card"));
-    const QString dest = box.mkdir(QStringLiteral("dest"));
-    SmallVolume volume(card, "size=1m,mode=0755");
-    if (!volume.mounted())
-        GTEST_SKIP() << "mounting a small tmpfs needs root";
+    // A move from a read-only card is refused before anything is copied; a copy is not.
     const QString photo = Paths::join(card, QStringLiteral("DSC_0001.NEF"));
     writeFile(photo, patternBytes(5000, 1));
-    ASSERT_TRUE(volume.remountReadOnly());
+    ASSERT_TRUE(cardVolume.remountReadOnly());
+    EXPECT_EQ(workflow.plan({photo}, other, TransferKind::move).result().failure(),
+              Failure(WorkflowError::invalid(QStringLiteral("No se puede mover desde una carpeta de solo lectura: ") + card)));
+    EXPECT_TRUE(workflow.plan({photo}, other, TransferKind::copy).result().ok());
 
-    FileWorkflow workflow;
-    const auto move = workflow.plan({photo}, dest, TransferKind::move).result();
-    ASSERT_FALSE(move.ok());
-    EXPECT_EQ(move.failure(), Failure(WorkflowError::invalid(QStringLiteral("No se puede mover desde una carpeta de solo lectura: ") + card)));
-    const auto copy = workflow.plan({photo}, dest, TransferKind::copy).result();
-    EXPECT_TRUE(copy.ok()) << copy.message().toStdString();
-    EXPECT_EQ(allNames(dest), QStringList());
-}
-
-TEST(TransferFaults, AMoveToAnotherFileSystemCopiesAndVerifies)
-{
-    Sandbox box;
-    const QString volumePath = box.mkdir(QStringLiteral("volume"));
-    SmallVolume volume(volumePath, "size=16m,mode=0755");
-    if (!volume.mounted())
-        GTEST_SKIP() << "mounting a small tmpfs needs root";
-    const QString dest = volumePath;
+    // Across file systems the kernel cannot splice: the copy is read and written, then verified.
     Shoot fixture(2, 3 * 1024 * 1024);
-    ASSERT_EQ(::chmod(Paths::encode(fixture.photos[0]).constData(), 0604), 0);
-
-    FileWorkflow workflow;
-    const auto plan = workflow.plan(fixture.photos, dest, TransferKind::move).result();
-    ASSERT_TRUE(plan.ok());
-    const auto receipt = workflow.execute(*plan).result();
+    const auto receipt = workflow.execute(*workflow.plan(fixture.photos, other, TransferKind::move).result()).result();
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
-    EXPECT_EQ(expectNothingLost(fixture.originals, dest), itemCount);
+    EXPECT_EQ(expectNothingLost(fixture.originals, other), itemCount);
     EXPECT_EQ(visibleNames(fixture.src), QStringList());
-    EXPECT_EQ(FileStat::read(Paths::join(dest, "DSC_0001.NEF"))->mode & 07777, 0604u);
-    EXPECT_EQ(FileStat::read(Paths::join(dest, "DSC_0001.NEF"))->modified,
-              FileStat::read(Paths::join(receipt->recoveryFolders.first(), "DSC_0001.NEF"))->modified);
 }

@@ -1,14 +1,12 @@
 #include "TransferTestSupport.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "Files/FileWorkflow.h"
 #include "Support/Paths.h"
-#include "Support/Sandbox.h"
 
 namespace vantelor::test {
 
@@ -30,39 +28,22 @@ int expectNothingLost(const Originals& originals, const QString& destination)
     for (const auto& [path, bytes] : originals) {
         const QString name = Paths::fileName(path);
         byName[name] = &bytes;
-        bool found = pathExists(path) && readFile(path) == bytes;
+        const auto holds = [&expected = bytes](const QString& at) { return pathExists(at) && readFile(at) == expected; };
+        const bool placed = holds(Paths::join(destination, name));
+        bool found = placed || holds(path);
         const QString area = Paths::join(Paths::parent(path), QStringLiteral(".vantelor-move-recovery"));
-        for (const QString& id : allNames(area)) {
-            const QString kept = Paths::join(Paths::join(area, id), name);
-            if (pathExists(kept) && readFile(kept) == bytes)
-                found = true;
-        }
-        const QString placed = Paths::join(destination, name);
-        if (pathExists(placed) && readFile(placed) == bytes) {
-            found = true;
-            ++atDestination;
-        }
+        for (const QString& id : allNames(area))
+            found = found || holds(Paths::join(Paths::join(area, id), name));
+        atDestination += placed ? 1 : 0;
         EXPECT_TRUE(found) << "lost: " << Paths::displayText(path).toStdString();
     }
     for (const QString& name : visibleNames(destination)) {
-        const auto original = byName.find(name);
-        if (original == byName.end())
-            continue;
-        EXPECT_EQ(readFile(Paths::join(destination, name)), *original->second)
-            << "a destination name holds other bytes: " << Paths::displayText(name).toStdString();
+        if (const auto original = byName.find(name); original != byName.end()) {
+            EXPECT_EQ(readFile(Paths::join(destination, name)), *original->second)
+                << "a destination name holds other bytes: " << Paths::displayText(name).toStdString();
+        }
     }
     return atDestination;
-}
-
-FailingFileSystem::FailingFileSystem(Call call, int occurrence, int error, bool persistent)
-    : m_call(call), m_occurrence(occurrence), m_error(error), m_persistent(persistent)
-{
-}
-
-const char* FailingFileSystem::callName(Call call)
-{
-    static const char* const names[] = {"copy", "rename", "remove", "createFolder", "removeFolder", "writeNewFile", "sync"};
-    return names[int(call)];
 }
 
 Status FailingFileSystem::pass(Call call, const QString& path, const std::function<Status()>& real)

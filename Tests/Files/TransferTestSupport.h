@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <map>
 #include <optional>
@@ -32,10 +33,14 @@ int expectNothingLost(const Originals& originals, const QString& destination);
 class FailingFileSystem : public TransferFileSystem {
 public:
     enum class Call { copy, rename, remove, createFolder, removeFolder, writeNewFile, sync };
-    static const char* callName(Call call);
+    static const char* callName(Call call)
+    {
+        return std::array{"copy", "rename", "remove", "createFolder", "removeFolder", "writeNewFile", "sync"}[size_t(call)];
+    }
 
     FailingFileSystem() = default;
-    FailingFileSystem(Call call, int occurrence, int error, bool persistent);
+    FailingFileSystem(Call call, int occurrence, int error, bool persistent)
+        : m_call(call), m_occurrence(occurrence), m_error(error), m_persistent(persistent) {}
 
     Status copyFile(const QString& from, const QString& to) override
     {
@@ -51,8 +56,6 @@ public:
     Status writeNewFile(const QString& path, const QByteArray& bytes) override;
     Status sync(const QString& path) override { return pass(Call::sync, path, [] { return Status(Done{}); }); }
 
-    // How many times each kind of call was made.
-    int count(Call call) const { return m_counts[int(call)]; }
     bool fired() const { return m_fired; }
     // Called just before the n-th (1-based) call of a kind; a test changes the world here.
     std::function<void(Call, int, const QString&)> beforeCall;

@@ -3,11 +3,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "Files/FileWorkflow.h"
-#include "Support/Paths.h"
-#include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
 
 using namespace vantelor;
@@ -17,14 +12,6 @@ namespace {
 
 using Call = FailingFileSystem::Call;
 using Tree = std::map<QString, QByteArray>;
-
-Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem = {},
-                                std::optional<int> failAfter = {})
-{
-    FileWorkflow workflow(std::move(fileSystem));
-    workflow.setFailAfterCommitting(failAfter);
-    return workflow.execute(plan).result();
-}
 
 // A file system that runs `change` just before the n-th call of a kind.
 std::shared_ptr<FailingFileSystem> changingAt(Call at, int n, std::function<void()> change)

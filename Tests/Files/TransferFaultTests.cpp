@@ -2,11 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "Files/FileWorkflow.h"
-#include "Support/Paths.h"
-#include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
 
 using namespace vantelor;
@@ -39,13 +34,6 @@ void expectOutcome(const Shoot& fixture, TransferKind kind, const Result<Transfe
         EXPECT_FALSE(pathExists(Paths::join(fixture.src, QStringLiteral(".vantelor-move-recovery"))));
     }
     EXPECT_TRUE(cleanupMayFail || !pathExists(staging));
-}
-
-Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem, std::optional<int> failAfter = {})
-{
-    FileWorkflow workflow(std::move(fileSystem));
-    workflow.setFailAfterCommitting(failAfter);
-    return workflow.execute(plan).result();
 }
 
 } // namespace

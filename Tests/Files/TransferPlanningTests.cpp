@@ -4,13 +4,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <gtest/gtest.h>
-
 #include "Files/FileDigest.h"
-#include "Files/FileWorkflow.h"
 #include "Files/TransferPlanner.h"
-#include "Support/Paths.h"
-#include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
 
 using namespace vantelor;

@@ -1,12 +1,8 @@
 #include <sys/stat.h>
 
-#include <gtest/gtest.h>
-
 #include "Files/TransferExecution.h"
 #include "Files/TransferFileSystem.h"
 #include "Support/CliRunner.h"
-#include "Support/Paths.h"
-#include "Support/Sandbox.h"
 #include "TransferTestSupport.h"
 
 using namespace vantelor;

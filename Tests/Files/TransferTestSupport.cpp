@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "Files/FileWorkflow.h"
-#include "Support/Paths.h"
-
 namespace vantelor::test {
+
+Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem, std::optional<int> failAfter)
+{
+    FileWorkflow workflow(std::move(fileSystem));
+    workflow.setFailAfterCommitting(failAfter);
+    return workflow.execute(plan).result();
+}
 
 QByteArray patternBytes(qsizetype size, int seed)
 {

@@ -5,15 +5,16 @@
 #include <map>
 #include <optional>
 
-#include <QByteArray>
-#include <QString>
-#include <QStringList>
+#include <gtest/gtest.h>
 
-#include "Files/TransferFileSystem.h"
-#include "Files/TransferPlan.h"
+#include "Files/FileWorkflow.h"
+#include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
 namespace vantelor::test {
+
+// Runs a plan through a workflow on the given file system (the real one by default).
+Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem = {}, std::optional<int> failAfter = {});
 
 // Deterministic contents of a given length, different for each seed.
 QByteArray patternBytes(qsizetype size, int seed);

@@ -1,7 +1,4 @@
-#include <sys/stat.h>
-
 #include "Files/TransferExecution.h"
-#include "Files/TransferFileSystem.h"
 #include "Support/CliRunner.h"
 #include "TransferTestSupport.h"
 
@@ -10,33 +7,20 @@ using namespace vantelor::test;
 
 namespace {
 
-// The disk as an execution leaves it when it stops after copying `staged` files, placing the
-// first `placed` of them and taking the first `kept` sources into the recovery folder.
-void interrupt(const Shoot& shoot, const TransferPlan& plan, int staged, int placed, int kept, bool stagingGone)
+using Call = FailingFileSystem::Call;
+
+// The disk as a crash leaves it just before the n-th call of a kind; a run with n == 0 finishes.
+void crashBefore(const TransferPlan& plan, Call at, int n)
 {
-    TransferFileSystem disk;
-    const QString staging = shoot.staging(plan);
-    ASSERT_TRUE(disk.createFolder(staging));
-    ASSERT_TRUE(disk.writeNewFile(Paths::join(staging, TransferExecution::journalName()), plan.journal()));
-    for (int n = 0; n < staged; ++n) {
-        const QString copy = Paths::join(staging, QStringLiteral("item-%1").arg(n));
-        ASSERT_TRUE(disk.copyFile(plan.items[n].source, copy));
-        if (n < placed) {
-            ASSERT_TRUE(disk.renameExclusive(copy, plan.items[n].destination));
-        }
-    }
-    if (kept > 0) {
-        const QString area = Paths::join(shoot.src, TransferExecution::recoveryAreaName());
-        const QString folder = Paths::join(area, plan.idText());
-        ::mkdir(Paths::encode(area).constData(), 0755);
-        ASSERT_TRUE(disk.createFolder(folder));
-        ASSERT_TRUE(disk.writeNewFile(Paths::join(folder, TransferExecution::journalName()), plan.journal()));
-        for (int n = 0; n < kept; ++n)
-            ASSERT_TRUE(disk.renameExclusive(plan.items[n].source, Paths::join(folder, Paths::fileName(plan.items[n].source))));
-    }
-    if (stagingGone) {
-        ASSERT_TRUE(disk.removeFile(Paths::join(staging, TransferExecution::journalName())));
-        ASSERT_TRUE(disk.removeFolder(staging));
+    struct Crash {};
+    FailingFileSystem disk;
+    disk.beforeCall = [&](Call call, int count, const QString&) {
+        if (call == at && count == n)
+            throw Crash{};
+    };
+    try {
+        (void)TransferExecution(plan, disk, std::nullopt).run();
+    } catch (const Crash&) {
     }
 }
 
@@ -49,35 +33,35 @@ TEST(TransferRecovery, EveryInterruptedStateEndsAtHomeOrVerifiedAtTheDestination
     const struct {
         const char* what;
         TransferKind kind;
-        int staged, placed, kept;
-        bool stagingGone;
+        Call call;
+        int n;
         QStringList options;
         End end;
         QString firstLine;
     } rows[] = {
-        {"empty journal, nothing copied", TransferKind::copy, 0, 0, 0, false, {}, home,
+        {"empty journal, nothing copied", TransferKind::copy, Call::copy, 1, {}, home,
          "Copia %1 interrumpida: 0 de 4 archivos verificados en %2, 4 en su carpeta de origen, 0 en .vantelor-move-recovery."},
-        {"copy half staged", TransferKind::copy, 2, 0, 0, false, {}, home, {}},
-        {"copy half placed", TransferKind::copy, 4, 2, 0, false, {}, home, {}},
-        {"copy placed, staging left", TransferKind::copy, 4, 4, 0, false, {}, destination,
+        {"copy half staged", TransferKind::copy, Call::copy, 3, {}, home, {}},
+        {"copy half placed", TransferKind::copy, Call::rename, 3, {}, home, {}},
+        {"copy placed, staging left", TransferKind::copy, Call::remove, 1, {}, destination,
          "Copia %1 interrumpida: 4 de 4 archivos verificados en %2, 4 en su carpeta de origen, 0 en .vantelor-move-recovery."},
-        {"move half placed", TransferKind::move, 3, 3, 0, false, {}, home, {}},
-        {"move taking originals away", TransferKind::move, 4, 4, 2, false, {}, destinationKept, {}},
-        {"move taking originals away, purged", TransferKind::move, 4, 4, 2, false, {"--purge-verified"}, destination, {}},
-        {"finished move", TransferKind::move, 4, 4, 4, true, {}, destinationKept,
+        {"move half placed", TransferKind::move, Call::rename, 4, {}, home, {}},
+        {"move taking originals away", TransferKind::move, Call::rename, 7, {}, destinationKept, {}},
+        {"move taking originals away, purged", TransferKind::move, Call::rename, 7, {"--purge-verified"}, destination, {}},
+        {"finished move", TransferKind::move, Call::copy, 0, {}, destinationKept,
          "Traslado %1 terminado: 4 archivos verificados en %2; 4 originales conservados en .vantelor-move-recovery."},
-        {"finished move, purged", TransferKind::move, 4, 4, 4, true, {"--purge-verified"}, destination, {}},
-        {"dry run leaves a move half placed", TransferKind::move, 4, 2, 0, false, {"--dry-run"}, home, {}},
+        {"finished move, purged", TransferKind::move, Call::copy, 0, {"--purge-verified"}, destination, {}},
+        {"dry run leaves a move half placed", TransferKind::move, Call::rename, 3, {"--dry-run"}, home, {}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Shoot shoot(2);
         const TransferPlan plan = shoot.plan(row.kind);
-        interrupt(shoot, plan, row.staged, row.placed, row.kept, row.stagingGone);
+        crashBefore(plan, row.call, row.n);
         const auto before = treeContents(shoot.box.path());
 
         // The staging folder is found from the destination, a finished move from its sources.
-        const CliRun run = runCli(QStringList{QStringLiteral("recover")} + row.options + QStringList{row.stagingGone ? shoot.src : shoot.dest});
+        const CliRun run = runCli(QStringList{QStringLiteral("recover")} + row.options + QStringList{row.n == 0 ? shoot.src : shoot.dest});
         EXPECT_EQ(run.status, 0) << run.out.toStdString() << run.err.toStdString();
         if (!row.firstLine.isEmpty()) {
             EXPECT_EQ(QString::fromUtf8(run.out).section(QLatin1Char('\n'), 0, 0), row.firstLine.arg(plan.idText(), shoot.dest));
@@ -106,7 +90,7 @@ TEST(TransferRecovery, AnOriginalIsPurgedOnlyWhileItsCopyStillVerifies)
 {
     Shoot shoot(1);
     const TransferPlan plan = shoot.plan(TransferKind::move);
-    interrupt(shoot, plan, 2, 2, 2, true);
+    crashBefore(plan, Call::copy, 0);
     writeFile(Paths::join(shoot.dest, QStringLiteral("DSC_0001.xmp")), "edited since the move");
 
     const CliRun run = runCli({QStringLiteral("recover"), QStringLiteral("--purge-verified"), shoot.src});
@@ -122,7 +106,7 @@ TEST(TransferRecovery, AnOriginalBackHomeIsNeverWrittenOver)
 {
     Shoot shoot(1);
     const TransferPlan plan = shoot.plan(TransferKind::move);
-    interrupt(shoot, plan, 2, 1, 1, false);
+    crashBefore(plan, Call::rename, 4);
     // Someone put a new file under the original's name while the move was away.
     writeFile(plan.items[0].source, "a new file of the same name");
 

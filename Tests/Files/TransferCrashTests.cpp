@@ -119,55 +119,48 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndRecoverPutsItRight)
         killAt.push_back(begin + (end - begin) * (2 * (k % perWindow) + 1) / (2 * perWindow));
     }
 
+    // Each moment gets a SIGKILL; every fifth one, afterwards, alternately SIGTERM or Ctrl-C, which
+    // stop at the next file and roll back, while a run they reach too late finishes.
     std::map<int, int> killsPerStage;  // 6: finished before the kill
-    int completed = 0, rolledBack = 0;
-    for (int k = 0; k < killCount; ++k) {
-        SCOPED_TRACE("kill " + std::to_string(k));
+    int completed = 0, rolledBack = 0, stopped = 0;
+    for (int k = 0; k < killCount + killCount / 5; ++k) {
+        const bool signal = k >= killCount;
+        SCOPED_TRACE((signal ? "signal " : "kill ") + std::to_string(k));
         CrashShoot shoot;
         QProcess process;
         ASSERT_TRUE(shoot.startMove(process));
-        std::this_thread::sleep_for(std::chrono::nanoseconds(killAt[size_t(k)]));
-        const bool finished = process.state() == QProcess::NotRunning;
-        process.kill();  // SIGKILL
-        process.waitForFinished(10000);
-        killsPerStage[finished ? 6 : shoot.stage()]++;
-
-        expectNothingLost(shoot.originals, shoot.dest);
-        // recover finds an unfinished transfer from its destination and a finished move from its
-        // sources; after both, each file is in exactly one place and nothing hidden is left.
-        for (const QString& folder : {shoot.dest, shoot.src}) {
-            const CliRun recovered = runCli({QStringLiteral("recover"), QStringLiteral("--purge-verified"), folder});
-            EXPECT_EQ(recovered.status, 0) << recovered.out.toStdString() << recovered.err.toStdString();
-        }
-        shoot.expectEachFileOnce() == 0 ? ++rolledBack : ++completed;
-        if (::testing::Test::HasFailure())
-            break;
-    }
-
-    // Ctrl-C and SIGTERM stop at the next file and roll back; a run they reach too late finishes.
-    int stopped = 0;
-    for (int k = 0; k < killCount; k += 5) {
-        SCOPED_TRACE("signal " + std::to_string(k));
-        CrashShoot shoot;
-        QProcess process;
-        ASSERT_TRUE(shoot.startMove(process));
-        std::this_thread::sleep_for(std::chrono::nanoseconds(killAt[size_t(k)]));
-        ::kill(pid_t(process.processId()), k % 2 == 0 ? SIGTERM : SIGINT);
-        ASSERT_TRUE(process.waitForFinished(20000));
-        ASSERT_EQ(process.exitStatus(), QProcess::NormalExit);
-        if (process.exitCode() == 1) {
-            ++stopped;
-            // Only the first line is ours; anything after it is reported so it can be chased.
-            const QString said = QString::fromUtf8(process.readAllStandardError()).trimmed();
-            EXPECT_EQ(said.section(QLatin1Char('\n'), 0, 0), QStringLiteral("Transferencia detenida; se ha deshecho lo hecho"));
-            if (said.contains(QLatin1Char('\n')))
-                std::cout << "Stopped transfer also printed: " << said.toStdString() << "\n";
-            EXPECT_EQ(allNames(shoot.dest), QStringList());
-            EXPECT_EQ(allNames(shoot.src).size(), qsizetype(shoot.originals.size()));
+        std::this_thread::sleep_for(std::chrono::nanoseconds(killAt[size_t(signal ? (k - killCount) * 5 : k)]));
+        if (signal) {
+            ::kill(pid_t(process.processId()), (k - killCount) % 2 == 0 ? SIGTERM : SIGINT);
+            ASSERT_TRUE(process.waitForFinished(20000));
+            ASSERT_EQ(process.exitStatus(), QProcess::NormalExit);
+            if (process.exitCode() == 1) {
+                ++stopped;
+                // Only the first line is ours; anything after it is reported so it can be chased.
+                const QString said = QString::fromUtf8(process.readAllStandardError()).trimmed();
+                EXPECT_EQ(said.section(QLatin1Char('\n'), 0, 0), QStringLiteral("Transferencia detenida; se ha deshecho lo hecho"));
+                if (said.contains(QLatin1Char('\n')))
+                    std::cout << "Stopped transfer also printed: " << said.toStdString() << "\n";
+                EXPECT_EQ(allNames(shoot.dest), QStringList());
+                EXPECT_EQ(allNames(shoot.src).size(), qsizetype(shoot.originals.size()));
+            } else {
+                EXPECT_EQ(process.exitCode(), 0);
+            }
+            EXPECT_EQ(visibleNames(shoot.dest).size() + visibleNames(shoot.src).size(), shoot.originals.size());
         } else {
-            EXPECT_EQ(process.exitCode(), 0);
+            const bool finished = process.state() == QProcess::NotRunning;
+            process.kill();  // SIGKILL
+            process.waitForFinished(10000);
+            killsPerStage[finished ? 6 : shoot.stage()]++;
+            expectNothingLost(shoot.originals, shoot.dest);
+            // recover finds an unfinished transfer from its destination and a finished move from
+            // its sources; after both, each file is in exactly one place and nothing hidden is left.
+            for (const QString& folder : {shoot.dest, shoot.src}) {
+                const CliRun recovered = runCli({QStringLiteral("recover"), QStringLiteral("--purge-verified"), folder});
+                EXPECT_EQ(recovered.status, 0) << recovered.out.toStdString() << recovered.err.toStdString();
+            }
+            shoot.expectEachFileOnce() == 0 ? ++rolledBack : ++completed;
         }
-        EXPECT_EQ(visibleNames(shoot.dest).size() + visibleNames(shoot.src).size(), shoot.originals.size());
         if (::testing::Test::HasFailure())
             break;
     }

@@ -117,14 +117,6 @@ TEST(TransferExecution, ChangesAtAnyMomentAreCaughtAndUndone)
     } rows[] = {
         {"source modified after planning", TransferKind::copy, Call::createFolder, 1, write("src/DSC_0002.NEF", "otros bytes"), changed},
         {"source deleted after planning", TransferKind::move, Call::createFolder, 1, unlink("src/DSC_0002.NEF"), changed},
-        {"source replaced by a link", TransferKind::move, Call::createFolder, 1, [](const Shoot& s) {
-             ::rename(Paths::encode(s.box.file("src/DSC_0002.NEF")).constData(), Paths::encode(s.box.file("src/aparte")).constData());
-             s.box.symlink("aparte", "src/DSC_0002.NEF");
-         }, changed},
-        {"source replaced by a FIFO", TransferKind::copy, Call::createFolder, 1, [&](const Shoot& s) {
-             unlink("src/DSC_0002.NEF")(s);
-             ::mkfifo(Paths::encode(s.box.file("src/DSC_0002.NEF")).constData(), 0644);
-         }, changed},
         {"destination appears before staging", TransferKind::copy, Call::copy, 2, write("dest/DSC_0002.NEF", "intruso"), changed},
         {"source changes after its copy", TransferKind::copy, Call::copy, 2, write("src/DSC_0001.NEF", "nuevo"),
          QStringLiteral("El origen cambió durante la copia")},

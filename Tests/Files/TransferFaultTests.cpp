@@ -1,6 +1,4 @@
 #include <cerrno>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "TransferTestSupport.h"
 
@@ -128,21 +126,18 @@ TEST(TransferFaults, OtherVolumesAreFullLockedOrCopiedAcross)
     SmallVolume fullVolume(full, "size=192k,mode=0755"), cardVolume(card, "size=1m,mode=0755"), otherVolume(other, "size=16m,mode=0755");
     if (!fullVolume.mounted() || !cardVolume.mounted() || !otherVolume.mounted())
         GTEST_SKIP() << "mounting a small tmpfs needs root";
+    // A full disk stops the transfer where it is and leaves nothing behind.
     FileWorkflow workflow;
-    for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
-        SCOPED_TRACE(TransferKinds::rawValue(kind).toStdString());
+    {
         Shoot fixture(2, 100 * 1024);
-        const QString dest = Paths::join(full, TransferKinds::rawValue(kind));
-        ASSERT_EQ(::mkdir(Paths::encode(dest).constData(), 0755), 0);
         const auto sourceTree = treeContents(fixture.src);
-        const auto receipt = workflow.execute(*workflow.plan(fixture.photos, dest, kind).result()).result();
+        const auto receipt = workflow.execute(*workflow.plan(fixture.photos, full, TransferKind::move).result()).result();
         const auto* error = std::get_if<SystemError>(&receipt.failure());
         ASSERT_NE(error, nullptr) << receipt.message().toStdString();
         EXPECT_EQ(error->code(), ENOSPC);
         EXPECT_TRUE(receipt.message().endsWith(QStringLiteral(": No space left on device")));
         EXPECT_EQ(treeContents(fixture.src), sourceTree);
-        EXPECT_EQ(allNames(dest), QStringList());
-        ::rmdir(Paths::encode(dest).constData());
+        EXPECT_EQ(allNames(full), QStringList());
     }
 
     // A move from a read-only card is refused before anything is copied; a copy is not.

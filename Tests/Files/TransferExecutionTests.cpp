@@ -49,10 +49,8 @@ TEST(TransferExecution, CopyWritesTheJournalFirstAndPlacesVerifiedCopiesKeepingA
     EXPECT_EQ(allNames(shoot.dest), (QStringList{"DSC_0001.NEF", "DSC_0001.xmp", "DSC_0002.NEF", "DSC_0002.xmp"}));
     struct stat copied {};
     ASSERT_EQ(::stat(copy.constData(), &copied), 0);
-    EXPECT_EQ(copied.st_mode & 07777, 0640u);
-    EXPECT_EQ(copied.st_mtim.tv_sec, times[1].tv_sec);
-    EXPECT_EQ(copied.st_mtim.tv_nsec, times[1].tv_nsec);
-    EXPECT_EQ(copied.st_atim.tv_sec, times[0].tv_sec);
+    EXPECT_EQ(std::tuple(copied.st_mode & 07777, copied.st_mtim.tv_sec, copied.st_mtim.tv_nsec, copied.st_atim.tv_sec),
+              std::tuple(0640u, times[1].tv_sec, times[1].tv_nsec, times[0].tv_sec));
     char value[16] = {};
     EXPECT_TRUE(!xattrs || ::getxattr(copy.constData(), "user.xdg.tags", value, sizeof value) == 4);
     EXPECT_STREQ(value, xattrs ? "rojo" : "");

@@ -1,8 +1,5 @@
 #include "TransferTestSupport.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace vantelor::test {
 
 Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem, std::optional<int> failAfter)
@@ -58,21 +55,6 @@ Status FailingFileSystem::pass(Call call, const QString& path, const std::functi
         return SystemError(m_error, path);
     }
     return real();
-}
-
-Status FailingFileSystem::writeNewFile(const QString& path, const QByteArray& bytes)
-{
-    // As the real call, without its fsync.
-    return pass(Call::writeNewFile, path, [&]() -> Status {
-        const int fd = ::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-        if (fd < 0)
-            return SystemError::fromErrno(path);
-        const bool written = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
-        ::close(fd);
-        if (!written)
-            return SystemError(EIO, path);
-        return Done{};
-    });
 }
 
 Shoot::Shoot(int count, qsizetype photoBytes, bool twins, const QString& where) : box(where)

@@ -30,7 +30,7 @@ int expectNothingLost(const Originals& originals, const QString& destination);
 
 // The real file system calls, except that one chosen call fails with a chosen error number, once
 // or from then on. Syncs are skipped unless they are the chosen call: these tests look at what a
-// running process sees, not at what survives a power cut, and they run thousands of transfers.
+// running process sees, not at what survives a power cut, and they run hundreds of transfers.
 class FailingFileSystem : public TransferFileSystem {
 public:
     enum class Call { copy, rename, remove, createFolder, removeFolder, writeNewFile, sync };
@@ -54,7 +54,10 @@ public:
     Status removeFile(const QString& path) override { return pass(Call::remove, path, [&] { return TransferFileSystem::removeFile(path); }); }
     Status createFolder(const QString& path) override { return pass(Call::createFolder, path, [&] { return TransferFileSystem::createFolder(path); }); }
     Status removeFolder(const QString& path) override { return pass(Call::removeFolder, path, [&] { return TransferFileSystem::removeFolder(path); }); }
-    Status writeNewFile(const QString& path, const QByteArray& bytes) override;
+    Status writeNewFile(const QString& path, const QByteArray& bytes) override
+    {
+        return pass(Call::writeNewFile, path, [&] { return TransferFileSystem::writeNewFile(path, bytes); });
+    }
     Status sync(const QString& path) override { return pass(Call::sync, path, [] { return Status(Done{}); }); }
 
     bool fired() const { return m_fired; }

@@ -72,10 +72,7 @@ TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolderShared
     const TransferPlan plan = shoot.plan(TransferKind::move);
     auto fileSystem = std::make_shared<FailingFileSystem>();
     QStringList synced;
-    fileSystem->beforeCall = [&synced](Call call, int, const QString& path) {
-        if (call == Call::sync)
-            synced.append(path);
-    };
+    fileSystem->beforeCall = [&synced](Call call, int, const QString& path) { synced.append(call == Call::sync ? path : QString()); };
     const auto receipt = execute(plan, fileSystem);
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
     EXPECT_EQ(receipt->count, 4);
@@ -99,40 +96,30 @@ TEST(TransferExecution, MoveKeepsOriginalsInARecoveryFolderPerSourceFolderShared
 
 TEST(TransferExecution, ChangesAtAnyMomentAreCaughtAndUndone)
 {
-    const QString changed = QStringLiteral("Los archivos han cambiado tras confirmar; operación detenida");
+    const char* const changed = "Los archivos han cambiado tras confirmar; operación detenida";
     const auto write = [](const char* path, const char* bytes) { return [=](const Shoot& s) { writeFile(s.box.file(path), bytes); }; };
     const auto unlink = [](const char* path) { return [=](const Shoot& s) { ::unlink(Paths::encode(s.box.file(path)).constData()); }; };
     // Items 0..3 in plan order are DSC_0001.NEF, DSC_0001.xmp, DSC_0002.NEF, DSC_0002.xmp. Calls
     // are counted from 1; the staging folder is the first folder made, so a change then comes
     // after planning, before any copy.
-    const struct {
-        const char* what;
-        TransferKind kind;
-        Call call;
-        int occurrence;
-        std::function<void(const Shoot&)> change;
-        QString message;
-    } rows[] = {
-        {"source modified after planning", TransferKind::copy, Call::createFolder, 1, write("src/DSC_0002.NEF", "otros bytes"), changed},
-        {"source deleted after planning", TransferKind::move, Call::createFolder, 1, unlink("src/DSC_0002.NEF"), changed},
-        {"destination appears before staging", TransferKind::copy, Call::copy, 2, write("dest/DSC_0002.NEF", "intruso"), changed},
-        {"source changes after its copy", TransferKind::copy, Call::copy, 2, write("src/DSC_0001.NEF", "nuevo"),
-         QStringLiteral("El origen cambió durante la copia")},
-        {"destination appears at the last moment", TransferKind::move, Call::rename, 3, write("dest/DSC_0002.NEF", "intruso"),
-         QStringLiteral("No se puede colocar DSC_0002.NEF sin sobrescribir")},
-        {"source changes after it was placed", TransferKind::move, Call::rename, 4, write("src/DSC_0001.NEF", "nuevo"),
-         QStringLiteral("El origen cambió antes de mover")},
-        {"source deleted after it was placed", TransferKind::move, Call::rename, 4, unlink("src/DSC_0001.xmp"),
-         QStringLiteral("El origen cambió antes de mover")},
-        {"source written while it moves", TransferKind::move, Call::rename, 6, write("src/DSC_0001.xmp", "nuevo"),
-         QStringLiteral("El origen cambió al mover; restaurando")},
+    const TransferKind copy = TransferKind::copy, move = TransferKind::move;
+    const struct { const char* what; TransferKind kind; Call call; int occurrence; std::function<void(const Shoot&)> change; const char* message; } rows[] = {
+        {"source modified after planning", copy, Call::createFolder, 1, write("src/DSC_0002.NEF", "otros bytes"), changed},
+        {"source deleted after planning", move, Call::createFolder, 1, unlink("src/DSC_0002.NEF"), changed},
+        {"destination appears before staging", copy, Call::copy, 2, write("dest/DSC_0002.NEF", "intruso"), changed},
+        {"source changes after its copy", copy, Call::copy, 2, write("src/DSC_0001.NEF", "nuevo"), "El origen cambió durante la copia"},
+        {"destination appears at the last moment", move, Call::rename, 3, write("dest/DSC_0002.NEF", "intruso"),
+         "No se puede colocar DSC_0002.NEF sin sobrescribir"},
+        {"source changes after it was placed", move, Call::rename, 4, write("src/DSC_0001.NEF", "nuevo"), "El origen cambió antes de mover"},
+        {"source deleted after it was placed", move, Call::rename, 4, unlink("src/DSC_0001.xmp"), "El origen cambió antes de mover"},
+        {"source written while it moves", move, Call::rename, 6, write("src/DSC_0001.xmp", "nuevo"), "El origen cambió al mover; restaurando"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         Shoot shoot(2), expected(2);
         const TransferPlan plan = shoot.plan(row.kind);
         const auto receipt = execute(plan, changingAt(row.call, row.occurrence, [&] { row.change(shoot); }));
-        EXPECT_EQ(receipt.message(), row.message);
+        EXPECT_EQ(receipt.message(), QString::fromUtf8(row.message));
         // Every source as the change left it, and nothing of ours at the destination.
         row.change(expected);
         EXPECT_EQ(treeContents(shoot.src), treeContents(expected.src));
@@ -145,10 +132,8 @@ TEST(TransferExecution, APlacedFileChangedBeforeRollbackIsLeftAndReported)
     Shoot shoot(2);
     const TransferPlan plan = shoot.plan(TransferKind::copy);
     const auto receipt = execute(plan, changingAt(Call::rename, 2, [&] { writeFile(plan.items[0].destination, "retocado"); }), 2);
-    EXPECT_EQ(receipt.failure(), Failure(WorkflowError::io(
-                                     QStringLiteral("Operación interrumpida. Archivos de recuperación conservados en ")
-                                     + shoot.staging(plan)
-                                     + QStringLiteral(" y en .vantelor-move-recovery del origen. Injected transfer failure"))));
+    EXPECT_EQ(receipt.failure(), Failure(WorkflowError::io(QStringLiteral("Operación interrumpida. Archivos de recuperación conservados en ") + shoot.staging(plan)
+                                                           + QStringLiteral(" y en .vantelor-move-recovery del origen. Injected transfer failure"))));
     EXPECT_EQ(visibleNames(shoot.dest), QStringList{"DSC_0001.NEF"});
     EXPECT_EQ(readFile(plan.items[0].destination), "retocado");
     EXPECT_TRUE(pathExists(Paths::join(shoot.staging(plan), "transaction.json")));

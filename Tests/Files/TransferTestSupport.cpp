@@ -72,15 +72,9 @@ Shoot::Shoot(int count, qsizetype photoBytes, bool twins, const QString& where) 
 
 TransferPlan Shoot::plan(TransferKind kind, const QStringList& selected) const
 {
-    FileWorkflow workflow;
-    auto planned = workflow.plan(selected.isEmpty() ? photos : selected, dest, kind).result();
+    auto planned = FileWorkflow().plan(selected.isEmpty() ? photos : selected, dest, kind).result();
     EXPECT_TRUE(planned.ok()) << planned.message().toStdString();
     return planned.ok() ? *planned : TransferPlan{};
-}
-
-QString Shoot::staging(const TransferPlan& plan) const
-{
-    return Paths::join(dest, QStringLiteral(".vantelor-transfer-") + plan.idText());
 }
 
 } // namespace vantelor::test

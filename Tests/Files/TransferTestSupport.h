@@ -43,21 +43,12 @@ public:
     FailingFileSystem(Call call, int occurrence, int error, bool persistent)
         : m_call(call), m_occurrence(occurrence), m_error(error), m_persistent(persistent) {}
 
-    Status copyFile(const QString& from, const QString& to) override
-    {
-        return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); });
-    }
-    Status renameExclusive(const QString& from, const QString& to) override
-    {
-        return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); });
-    }
+    Status copyFile(const QString& from, const QString& to) override { return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); }); }
+    Status renameExclusive(const QString& from, const QString& to) override { return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); }); }
     Status removeFile(const QString& path) override { return pass(Call::remove, path, [&] { return TransferFileSystem::removeFile(path); }); }
     Status createFolder(const QString& path) override { return pass(Call::createFolder, path, [&] { return TransferFileSystem::createFolder(path); }); }
     Status removeFolder(const QString& path) override { return pass(Call::removeFolder, path, [&] { return TransferFileSystem::removeFolder(path); }); }
-    Status writeNewFile(const QString& path, const QByteArray& bytes) override
-    {
-        return pass(Call::writeNewFile, path, [&] { return TransferFileSystem::writeNewFile(path, bytes); });
-    }
+    Status writeNewFile(const QString& path, const QByteArray& bytes) override { return pass(Call::writeNewFile, path, [&] { return TransferFileSystem::writeNewFile(path, bytes); }); }
     Status sync(const QString& path) override { return pass(Call::sync, path, [] { return Status(Done{}); }); }
 
     bool fired() const { return m_fired; }
@@ -89,7 +80,7 @@ struct Shoot {
 
     // Plans the photos (or the selected ones) into dest.
     TransferPlan plan(TransferKind kind, const QStringList& selected = {}) const;
-    QString staging(const TransferPlan& plan) const;
+    QString staging(const TransferPlan& plan) const { return Paths::join(dest, QStringLiteral(".vantelor-transfer-") + plan.idText()); }
 };
 
 } // namespace vantelor::test

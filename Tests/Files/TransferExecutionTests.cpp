@@ -8,23 +8,7 @@
 using namespace vantelor;
 using namespace vantelor::test;
 
-namespace {
-
 using Call = FailingFileSystem::Call;
-using Tree = std::map<QString, QByteArray>;
-
-// A file system that runs `change` just before the n-th call of a kind.
-std::shared_ptr<FailingFileSystem> changingAt(Call at, int n, std::function<void()> change)
-{
-    auto fileSystem = std::make_shared<FailingFileSystem>();
-    fileSystem->beforeCall = [=](Call call, int count, const QString&) {
-        if (call == at && count == n)
-            change();
-    };
-    return fileSystem;
-}
-
-} // namespace
 
 TEST(TransferExecution, CopyWritesTheJournalFirstAndPlacesVerifiedCopiesKeepingAttributes)
 {
@@ -39,7 +23,7 @@ TEST(TransferExecution, CopyWritesTheJournalFirstAndPlacesVerifiedCopiesKeepingA
 
     const TransferPlan plan = shoot.plan(TransferKind::copy);
     QByteArray journalAtFirstCopy;
-    const auto receipt = execute(plan, changingAt(Call::copy, 1, [&] {
+    const auto receipt = execute(plan, std::make_shared<FailingFileSystem>(Call::copy, 1, [&] {
         journalAtFirstCopy = readFile(Paths::join(shoot.staging(plan), "transaction.json"));
     }));
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
@@ -118,7 +102,7 @@ TEST(TransferExecution, ChangesAtAnyMomentAreCaughtAndUndone)
         SCOPED_TRACE(row.what);
         Shoot shoot(2), expected(2);
         const TransferPlan plan = shoot.plan(row.kind);
-        const auto receipt = execute(plan, changingAt(row.call, row.occurrence, [&] { row.change(shoot); }));
+        const auto receipt = execute(plan, std::make_shared<FailingFileSystem>(row.call, row.occurrence, [&] { row.change(shoot); }));
         EXPECT_EQ(receipt.message(), QString::fromUtf8(row.message));
         // Every source as the change left it, and nothing of ours at the destination.
         row.change(expected);
@@ -131,7 +115,7 @@ TEST(TransferExecution, APlacedFileChangedBeforeRollbackIsLeftAndReported)
 {
     Shoot shoot(2);
     const TransferPlan plan = shoot.plan(TransferKind::copy);
-    const auto receipt = execute(plan, changingAt(Call::rename, 2, [&] { writeFile(plan.items[0].destination, "retocado"); }), 2);
+    const auto receipt = execute(plan, std::make_shared<FailingFileSystem>(Call::rename, 2, [&] { writeFile(plan.items[0].destination, "retocado"); }), 2);
     EXPECT_EQ(receipt.failure(), Failure(WorkflowError::io(QStringLiteral("Operación interrumpida. Archivos de recuperación conservados en ") + shoot.staging(plan)
                                                            + QStringLiteral(" y en .vantelor-move-recovery del origen. Injected transfer failure"))));
     EXPECT_EQ(visibleNames(shoot.dest), QStringList{"DSC_0001.NEF"});
@@ -157,7 +141,7 @@ TEST(TransferExecution, AnUnsafeRecoveryAreaOrAForeignStagingFolderStopsTheMoveU
             shoot.box.symlink(shoot.box.file(row.link), "src/.vantelor-move-recovery");
         else
             shoot.box.write(QStringLiteral("dest/.vantelor-transfer-") + plan.idText() + QStringLiteral("/item-0"), "ajeno");
-        const Tree before = treeContents(shoot.box.path());
+        const auto before = treeContents(shoot.box.path());
         const auto receipt = execute(plan);
         EXPECT_EQ(receipt.message(), row.link ? row.message : shoot.staging(plan) + row.message);
         EXPECT_EQ(treeContents(shoot.box.path()), before);

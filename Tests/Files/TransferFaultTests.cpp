@@ -14,8 +14,7 @@ const QString interrupted = QStringLiteral("Operación interrumpida. Archivos de
 
 // What holds after any failure at all: nothing is lost; a transfer that succeeds placed
 // everything; one that fails is either undone completely or names the folders it kept.
-void expectOutcome(const Shoot& fixture, TransferKind kind, const Result<TransferReceipt>& receipt,
-                   const QString& staging, bool cleanupMayFail)
+void expectOutcome(const Shoot& fixture, TransferKind kind, const Result<TransferReceipt>& receipt, const QString& staging, bool cleanupMayFail)
 {
     const int placed = expectNothingLost(fixture.originals, fixture.dest);
     if (receipt.ok()) {
@@ -39,8 +38,7 @@ TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
 {
     int runs = 0;
     for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
-        for (const Call call : {Call::copy, Call::rename, Call::remove, Call::createFolder, Call::removeFolder,
-                                Call::writeNewFile, Call::sync}) {
+        for (const Call call : {Call::copy, Call::rename, Call::remove, Call::createFolder, Call::removeFolder, Call::writeNewFile, Call::sync}) {
             // A call that keeps failing behaves alike whatever its error number.
             for (const auto& [error, persistent] : {std::pair{EIO, false}, {ENOSPC, false}, {EXDEV, false}, {EIO, true}}) {
                 // One past the last call of that kind in a clean run: then nothing fails.

@@ -99,18 +99,16 @@ TEST(TransferPlanning, DestinationInsideASourceFolderIsAnotherFolder)
     Shoot shoot(1);
     shoot.box.symlink(shoot.box.mkdir(QStringLiteral("src/Selección")), QStringLiteral("atajo"));
     const auto plan = planNow(shoot.photos, shoot.box.file(QStringLiteral("atajo")));
-    ASSERT_TRUE(plan.ok()) << plan.message().toStdString();
     EXPECT_EQ(plan->items.first().destination, shoot.box.file(QStringLiteral("src/Selección/DSC_0001.NEF")));
 }
 
 TEST(TransferPlanning, JournalKeepsEveryNameAndNumberAndCanBeCancelled)
 {
     const Shoot shoot(0);
-    const Sandbox& box = shoot.box;
     const QString &src = shoot.src, &dest = shoot.dest;
     const QString odd = Paths::decode(QByteArray("caf\xe9 #1"));
-    box.write(QStringLiteral("src/") + odd + QStringLiteral(".NEF"), QByteArray());
-    box.write(QStringLiteral("src/") + odd + QStringLiteral(".xmp"), "x");
+    shoot.box.write(QStringLiteral("src/") + odd + QStringLiteral(".NEF"), QByteArray());
+    shoot.box.write(QStringLiteral("src/") + odd + QStringLiteral(".xmp"), "x");
     const QStringList photo{Paths::join(src, odd + ".NEF")};
     EXPECT_TRUE(isCancelled(TransferPlanner::plan(photo, dest, TransferKind::copy, [] { return true; }).failure()));
     const auto plan = planNow(photo, dest, TransferKind::move);
@@ -131,10 +129,8 @@ TEST(TransferPlanning, JournalKeepsEveryNameAndNumberAndCanBeCancelled)
         damaged.remove(key);
         EXPECT_FALSE(TransferPlan::fromJournal(QJsonDocument(damaged).toJson())) << key.toStdString();
     }
-    const auto decoded = TransferPlan::fromJournal(journal);
-    ASSERT_TRUE(decoded.has_value());
-    EXPECT_EQ(*decoded, *plan);
-    EXPECT_EQ(Paths::encode(decoded->items[0].source), Paths::encode(src) + "/caf\xe9 #1.NEF");
+    EXPECT_TRUE(TransferPlan::fromJournal(journal) == std::optional(*plan));
+    EXPECT_EQ(Paths::encode(plan->items[0].source), Paths::encode(src) + "/caf\xe9 #1.NEF");
 }
 
 TEST(FileDigest, MatchesSha256AcrossChunkBoundariesAndRefusesAllButRegularFiles)

@@ -13,11 +13,7 @@ using Call = FailingFileSystem::Call;
 void crashBefore(const TransferPlan& plan, Call at, int n)
 {
     struct Crash {};
-    FailingFileSystem disk;
-    disk.beforeCall = [&](Call call, int count, const QString&) {
-        if (call == at && count == n)
-            throw Crash{};
-    };
+    FailingFileSystem disk(at, n, [] { throw Crash{}; });
     try {
         (void)TransferExecution(plan, disk, std::nullopt).run();
     } catch (const Crash&) {
@@ -30,15 +26,7 @@ TEST(TransferRecovery, EveryInterruptedStateEndsAtHomeOrVerifiedAtTheDestination
 {
     enum End { home, destination, destinationKept };
     const QString area = TransferExecution::recoveryAreaName();
-    const struct {
-        const char* what;
-        TransferKind kind;
-        Call call;
-        int n;
-        QStringList options;
-        End end;
-        QString firstLine;
-    } rows[] = {
+    const struct { const char* what; TransferKind kind; Call call; int n; QStringList options; End end; QString firstLine; } rows[] = {
         {"empty journal, nothing copied", TransferKind::copy, Call::copy, 1, {}, home,
          "Copia %1 interrumpida: 0 de 4 archivos verificados en %2, 4 en su carpeta de origen, 0 en .vantelor-move-recovery."},
         {"copy half staged", TransferKind::copy, Call::copy, 3, {}, home, {}},
@@ -97,9 +85,8 @@ TEST(TransferRecovery, AnOriginalIsPurgedOnlyWhileItsCopyStillVerifies)
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.out.contains("Se conserva el original de DSC_0001.xmp: su copia en el destino ya no coincide."))
         << run.out.toStdString();
-    const QString kept = Paths::join(Paths::join(Paths::join(shoot.src, TransferExecution::recoveryAreaName()), plan.idText()),
-                                     QStringLiteral("DSC_0001.xmp"));
-    EXPECT_EQ(readFile(kept), shoot.originals.at(Paths::join(shoot.src, QStringLiteral("DSC_0001.xmp"))));
+    const QString kept = shoot.src + "/" + TransferExecution::recoveryAreaName() + "/" + plan.idText() + "/DSC_0001.xmp";
+    EXPECT_EQ(readFile(kept), shoot.originals.at(shoot.src + "/DSC_0001.xmp"));
 }
 
 TEST(TransferRecovery, AnOriginalBackHomeIsNeverWrittenOver)

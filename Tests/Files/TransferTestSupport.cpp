@@ -1,5 +1,7 @@
 #include "TransferTestSupport.h"
 
+#include <QRandomGenerator>
+
 namespace vantelor::test {
 
 Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<TransferFileSystem> fileSystem, std::optional<int> failAfter)
@@ -12,11 +14,9 @@ Result<TransferReceipt> execute(const TransferPlan& plan, std::shared_ptr<Transf
 QByteArray patternBytes(qsizetype size, int seed)
 {
     QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 2166136261u ^ (quint32(seed) * 16777619u);
-    for (qsizetype i = 0; i < size; ++i) {
-        state = state * 1664525u + 1013904223u;
-        bytes[i] = char(state >> 24);
-    }
+    QRandomGenerator random{quint32(seed)};
+    for (char& byte : bytes)
+        byte = char(random.generate());
     return bytes;
 }
 

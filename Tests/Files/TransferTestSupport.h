@@ -42,6 +42,9 @@ public:
     FailingFileSystem() = default;
     FailingFileSystem(Call call, int occurrence, int error, bool persistent)
         : m_call(call), m_occurrence(occurrence), m_error(error), m_persistent(persistent) {}
+    // Fails nothing; runs `change` just before the n-th call of a kind.
+    FailingFileSystem(Call at, int n, const std::function<void()>& change)
+        : beforeCall([=](Call call, int count, const QString&) { if (call == at && count == n) change(); }) {}
 
     Status copyFile(const QString& from, const QString& to) override { return pass(Call::copy, to, [&] { return TransferFileSystem::copyFile(from, to); }); }
     Status renameExclusive(const QString& from, const QString& to) override { return pass(Call::rename, to, [&] { return TransferFileSystem::renameExclusive(from, to); }); }

@@ -159,8 +159,7 @@ TEST(TransferCrash, AMoveKilledAtAnyMomentLosesNothingAndRecoverPutsItRight)
         std::cout << " " << stage << ": " << count << ";";
         inside += stage == 0 || stage == 6 ? 0 : 1;
     }
-    std::cout << "\nRecovered: " << completed << " completed, " << rolledBack << " rolled back; signals: " << stopped
-              << " of " << killCount / 5 << " stopped and rolled back\n";
+    std::cout << "\nRecovered: " << completed << " completed, " << rolledBack << " rolled back; signals: " << stopped << " of " << killCount / 5 << " stopped\n";
     EXPECT_GT(stopped, 0);
     // The kills must have landed inside the operation, not only before or after it.
     EXPECT_GE(inside, 2);

@@ -36,7 +36,6 @@ void expectOutcome(const Shoot& fixture, TransferKind kind, const Result<Transfe
 
 TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
 {
-    int runs = 0;
     for (const TransferKind kind : {TransferKind::copy, TransferKind::move}) {
         for (const Call call : {Call::copy, Call::rename, Call::remove, Call::createFolder, Call::removeFolder, Call::writeNewFile, Call::sync}) {
             // A call that keeps failing behaves alike whatever its error number.
@@ -49,7 +48,6 @@ TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
                     const TransferPlan plan = fixture.plan(kind);
                     auto fileSystem = std::make_shared<FailingFileSystem>(call, n, error, persistent);
                     const auto receipt = execute(plan, fileSystem);
-                    ++runs;
                     // Removals only clean up a finished transfer; their failures are ignored.
                     const bool cleanup = call == Call::remove || call == Call::removeFolder;
                     EXPECT_TRUE(receipt.ok() || (fileSystem->fired() && !cleanup)) << receipt.message().toStdString();
@@ -64,7 +62,6 @@ TEST(TransferFaults, AFailingCallAtAnyStepEndsWithItsMessageAndLosesNothing)
             }
         }
     }
-    EXPECT_GT(runs, 150);
 }
 
 TEST(TransferFaults, EachStageReportsItsOwnFailure)
@@ -77,9 +74,8 @@ TEST(TransferFaults, EachStageReportsItsOwnFailure)
         {TransferKind::copy, Call::sync, 2, false, "{dest}: Input/output error"},
         {TransferKind::copy, Call::rename, 2, false, "No se puede colocar DSC_0001.xmp sin sobrescribir"},
         {TransferKind::move, Call::rename, itemCount + 1, false, "No se pudo conservar la copia de recuperación"},
-        {TransferKind::move, Call::rename, itemCount + 2, true,
-         "Operación interrumpida. Archivos de recuperación conservados en {staging} y en .vantelor-move-recovery del origen. "
-         "No se pudo conservar la copia de recuperación"},
+        {TransferKind::move, Call::rename, itemCount + 2, true, "Operación interrumpida. Archivos de recuperación conservados en {staging} "
+                                                                "y en .vantelor-move-recovery del origen. No se pudo conservar la copia de recuperación"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(QStringLiteral("%1 #%2").arg(FailingFileSystem::callName(row.call)).arg(row.n).toStdString());

@@ -18,20 +18,14 @@ Result<TransferPlan> planNow(const QStringList& sources, const QString& destinat
     return FileWorkflow().plan(sources, destination, kind).result();
 }
 
-QString sha256Of(const QByteArray& bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
 } // namespace
 
 TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
 {
     const Shoot shoot(0);
-    const Sandbox& box = shoot.box;
     const QString &src = shoot.src, &dest = shoot.dest;
     for (const char* name : {"A.NEF", "A.xmp", "a.JPG", "A.NEF.xmp", "A.NEF.dop", "A.pp3", "B.NEF", "AB.NEF", ".A.tmp"})
-        box.write(QStringLiteral("src/") + QLatin1String(name), patternBytes(100 + int(strlen(name)), int(name[1])));
+        shoot.box.write(QStringLiteral("src/") + QLatin1String(name), patternBytes(100 + int(strlen(name)), int(name[1])));
 
     const struct { QStringList selected; QStringList expected; } rows[] = {
         {{"A.NEF"}, {"A.NEF", "A.NEF.dop", "A.NEF.xmp", "A.pp3", "A.xmp", "a.JPG"}},
@@ -49,7 +43,7 @@ TEST(TransferPlanning, TakesEveryFileWithTheSameBaseNameOnce)
         for (const TransferItem& item : plan->items) {
             names.append(Paths::fileName(item.source));
             EXPECT_EQ(std::tuple(item.digest, item.bytes, item.destination),
-                      std::tuple(sha256Of(readFile(item.source)), readFile(item.source).size(), Paths::join(dest, names.last())));
+                      std::tuple(*FileWorkflow::digest(item.source), readFile(item.source).size(), Paths::join(dest, names.last())));
         }
         EXPECT_EQ(names, row.expected);
     }
@@ -141,8 +135,7 @@ TEST(FileDigest, MatchesSha256AcrossChunkBoundariesAndRefusesAllButRegularFiles)
         SCOPED_TRACE(size);
         const QByteArray bytes = patternBytes(size, int(size % 97));
         const auto digest = FileWorkflow::digest(box.write(QStringLiteral("f"), bytes));
-        ASSERT_TRUE(digest.ok());
-        EXPECT_EQ(*digest, sha256Of(bytes));
+        EXPECT_EQ(digest->toLatin1(), QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
     }
     box.symlink(box.file(QStringLiteral("f")), QStringLiteral("link"));
     box.mkdir(QStringLiteral("folder"));

@@ -1,16 +1,38 @@
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include <cerrno>
+#include <dirent.h>
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <QSet>
 
+#include "Library/DirectoryEnumerator.h"
 #include "Library/FolderIndexerProbe.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
 using namespace vantelor;
 using vantelor::test::Sandbox;
+
+// No file system fails a listing half-way on demand, so this program's own readdir stands in
+// front of the C library's: after a set number of entries on the arming thread it fails with EIO.
+namespace {
+thread_local int entriesBeforeFailure = -1;
+}
+
+extern "C" dirent* readdir(DIR* dir)
+{
+    static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
+    if (entriesBeforeFailure == 0) {
+        entriesBeforeFailure = -1;
+        errno = EIO;
+        return nullptr;
+    }
+    if (entriesBeforeFailure > 0)
+        --entriesBeforeFailure;
+    return real(dir);
+}
 
 namespace {
 
@@ -30,6 +52,13 @@ ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
     }
     ADD_FAILURE() << "the scan never finished";
     return {};
+}
+
+QString tenPhotos(Sandbox& box)
+{
+    for (int i = 0; i < 10; ++i)
+        box.write(QStringLiteral("DSC_%1.NEF").arg(i), "n");
+    return box.path();
 }
 
 } // namespace
@@ -73,58 +102,41 @@ TEST(FolderIndexer, SubfoldersHiddenFilesAndLinksNeverAppearAndNamesThatAreNotUt
     Sandbox box;
     const QString odd = Paths::decode("caf\xe9-\xff.NEF");
     box.write(odd, "raw bytes");
-    box.write(QStringLiteral("café.NEF"), "other");
+    const QString cafe = box.write(QStringLiteral("café.NEF"), "other");
     box.write(QStringLiteral(".hidden.nef"), "n");
     box.write(QStringLiteral("sub/inner.nef"), "n");
     box.mkdir(QStringLiteral("folder.jpg"));
-    box.symlink(box.file(QStringLiteral("café.NEF")), QStringLiteral("link.nef"));
+    box.symlink(cafe, QStringLiteral("link.nef"));
     box.symlink(box.file(QStringLiteral("nowhere.nef")), QStringLiteral("dangling.nef"));
     FolderIndexer indexer(box.path(), 1); // one entry per call: every path through the loop
     const ScanSnapshot last = scanAll(indexer);
-    ASSERT_EQ(last.photos.size(), 2);
     EXPECT_EQ(last.skippedCount, 0);
     QSet<QString> urls;
     for (const PhotoItem& photo : last.photos)
         urls.insert(photo.url);
-    EXPECT_EQ(urls, (QSet<QString>{box.file(odd), box.file(QStringLiteral("café.NEF"))}));
+    EXPECT_EQ(urls, (QSet<QString>{box.file(odd), cafe}));
+    EXPECT_EQ(last.photos.size(), 2);
     EXPECT_EQ(Paths::encode(box.file(odd)), Paths::encode(box.path()) + "/caf\xe9-\xff.NEF");
     EXPECT_EQ(vantelor::test::readFile(box.file(odd)), QByteArray("raw bytes"));
 }
 
-TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessage)
+TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessageAndCancelledCallsFail)
 {
     Sandbox box;
-    const QString file = box.write(QStringLiteral("photo.nef"), "n");
-    const QString missing = box.file(QStringLiteral("missing"));
-    for (const QString& folder : {file, missing}) {
+    for (const QString& folder : {box.write(QStringLiteral("photo.nef"), "n"), box.file(QStringLiteral("missing"))}) {
         FolderIndexer indexer(folder, 256);
-        const auto snapshot = indexer.nextBatch().result();
-        ASSERT_FALSE(snapshot.ok()) << folder.toStdString();
-        EXPECT_EQ(snapshot.message(), QStringLiteral("Carpeta no disponible o ilegible: ") + folder);
+        EXPECT_EQ(indexer.nextBatch().result().message(), QStringLiteral("Carpeta no disponible o ilegible: ") + folder);
         // A failed first call leaves the indexer unstarted: it tries again, and fails again.
         EXPECT_FALSE(indexer.nextBatch().result().ok());
     }
-}
-
-TEST(FolderIndexer, CancelledIndexersAndCancelledCallsFail)
-{
-    Sandbox box;
-    for (int i = 0; i < 20; ++i)
-        box.write(QStringLiteral("p%1.jpg").arg(i), "j");
-
-    FolderIndexer indexer(box.path(), 256);
+    FolderIndexer indexer(tenPhotos(box), 256);
     ASSERT_TRUE(scanAll(indexer).finished);
     indexer.cancel().waitForFinished();
-    const auto afterCancel = indexer.nextBatch().result();
-    ASSERT_FALSE(afterCancel.ok());
-    EXPECT_TRUE(isCancelled(afterCancel.failure()));
-
+    EXPECT_TRUE(isCancelled(indexer.nextBatch().result().failure()));
     // A call whose task is cancelled mid-batch keeps nothing of that batch.
     FolderIndexer partial(box.path(), 5);
     int turns = 0;
-    const auto cancelled = FolderIndexer::Probe::nextBatchNow(partial, [&turns] { return ++turns > 3; });
-    ASSERT_FALSE(cancelled.ok());
-    EXPECT_TRUE(isCancelled(cancelled.failure()));
+    EXPECT_TRUE(isCancelled(FolderIndexer::Probe::nextBatchNow(partial, [&turns] { return ++turns > 3; }).failure()));
     const auto resumed = FolderIndexer::Probe::nextBatchNow(partial, {});
     ASSERT_TRUE(resumed.ok());
     EXPECT_LE(resumed->photos.size(), 5);
@@ -134,36 +146,59 @@ TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
 {
     Sandbox box;
     const QString folder = box.mkdir(QStringLiteral("shoot"));
+    QStringList names{box.write(QStringLiteral("shoot/readme.txt"), "t")};
     for (int i = 0; i < 5; ++i)
-        box.write(QStringLiteral("shoot/v%1.nef").arg(i), "n");
-    box.write(QStringLiteral("shoot/readme.txt"), "t");
+        names << box.write(QStringLiteral("shoot/v%1.nef").arg(i), "n");
     FolderIndexer indexer(folder, 1);
     ASSERT_TRUE(indexer.nextBatch().result().ok()); // the listing is open and buffered now
-    for (int i = 0; i < 5; ++i)
-        unlink(Paths::encode(box.file(QStringLiteral("shoot/v%1.nef").arg(i))).constData());
-    unlink(Paths::encode(box.file(QStringLiteral("shoot/readme.txt"))).constData());
+    for (const QString& name : names)
+        unlink(Paths::encode(name).constData());
     rmdir(Paths::encode(folder).constData()); // the folder itself goes too
     const ScanSnapshot last = scanAll(indexer);
     EXPECT_EQ(last.photos.size() + last.skippedCount, 5);
     EXPECT_GE(last.skippedCount, 4);
 }
 
+TEST(FolderIndexer, AReadErrorPartWayEndsTheListingAndIsCountedAsSkipped)
+{
+    Sandbox box;
+    tenPhotos(box);
+    for (const int failAfter : {0, 5, -1}) {
+        QList<int> errors;
+        auto enumerator = DirectoryEnumerator::open(box.path(), [&errors](int error) { errors.append(error); });
+        ASSERT_TRUE(enumerator);
+        entriesBeforeFailure = failAfter;
+        int listed = 0;
+        while (enumerator->next())
+            ++listed;
+        EXPECT_EQ(errors, failAfter < 0 ? QList<int>{} : QList<int>{EIO}) << failAfter;
+        EXPECT_EQ(listed == 10, failAfter < 0) << failAfter;
+        EXPECT_FALSE(enumerator->next());
+    }
+    FolderIndexer indexer(box.path(), 4);
+    const auto first = FolderIndexer::Probe::nextBatchNow(indexer, {});
+    ASSERT_TRUE(first.ok());
+    EXPECT_EQ(first->skippedCount, 0);
+    entriesBeforeFailure = 1;
+    const auto second = FolderIndexer::Probe::nextBatchNow(indexer, {});
+    ASSERT_TRUE(second.ok());
+    EXPECT_TRUE(second->finished);
+    EXPECT_EQ(second->skippedCount, 1);
+    EXPECT_LT(second->photos.size(), 10);
+}
+
 TEST(FolderIndexer, MergeKeepsListedItemsFirstOnEqualKeys)
 {
-    auto photo = [](const char* path, const char* id) {
-        return PhotoItem(QString::fromUtf8(path), 1, QDateTime(), QDateTime(), QString::fromUtf8(id));
-    };
+    const auto photo = [](const char* path, const char* id) { return PhotoItem(QString::fromUtf8(path), 1, QDateTime(), QDateTime(), QString::fromUtf8(id)); };
     const QList<PhotoItem> existing{photo("/f/a.nef", "old"), photo("/f/c.nef", "1"), photo("/f/e.nef", "2")};
     const QList<PhotoItem> batch{photo("/f/a.nef", "new"), photo("/f/b.nef", "3"), photo("/f/f.nef", "4")};
-    const QList<PhotoItem> merged = FolderIndexer::merge(existing, batch);
-    QStringList ids;
-    for (const auto& p : merged)
-        ids << p.resourceID;
-    EXPECT_EQ(ids, (QStringList{"old", "new", "3", "1", "2", "4"}));
-    EXPECT_EQ(FolderIndexer::merge({}, batch), batch);
-    EXPECT_EQ(FolderIndexer::merge(existing, {}), existing);
     // The caller's copy of the list stays intact when it is shared.
     const QList<PhotoItem> shared = existing;
-    (void)FolderIndexer::merge(shared, batch);
+    QStringList ids;
+    for (const auto& p : FolderIndexer::merge(shared, batch))
+        ids << p.resourceID;
+    EXPECT_EQ(ids, (QStringList{"old", "new", "3", "1", "2", "4"}));
     EXPECT_EQ(shared, existing);
+    EXPECT_EQ(FolderIndexer::merge({}, batch), batch);
+    EXPECT_EQ(FolderIndexer::merge(existing, {}), existing);
 }

@@ -81,9 +81,8 @@ TEST(KeyPress, EveryDefaultIsReachableFromAPcKeyboard)
     const ShortcutProfile& defaults = ShortcutProfile::defaults();
     for (const ShortcutBinding& binding : defaults.bindings) {
         SCOPED_TRACE(binding.trigger.display.toStdString());
-        const auto entries = KeyCodeTable::entries();
-        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& e) { return e.code == binding.trigger.code; });
-        ASSERT_NE(entry, entries.end());
+        const auto entry = std::ranges::find(KeyCodeTable::entries(), binding.trigger.code, &KeyCodeTable::Entry::code);
+        ASSERT_NE(entry, KeyCodeTable::entries().end());
         const Qt::KeyboardModifiers modifiers = (binding.trigger.modifiers & shift ? Qt::ShiftModifier : Qt::NoModifier)
                                                 | (binding.trigger.modifiers & command ? Qt::ControlModifier : Qt::NoModifier);
         const auto trigger = InputTrigger::fromKeyPress(scan(entry->evdev), KeyCodeTable::usText(binding.trigger.code), modifiers);
@@ -93,6 +92,9 @@ TEST(KeyPress, EveryDefaultIsReachableFromAPcKeyboard)
         // Only zoom in and out show another glyph than the key types ("=" and "-").
         EXPECT_EQ(trigger->display == binding.trigger.display, binding.action != ActionID::zoomIn && binding.action != ActionID::zoomOut);
     }
+    // The lookup is a binary search: every entry is found from its own evdev code.
+    for (const KeyCodeTable::Entry& entry : KeyCodeTable::entries())
+        EXPECT_EQ(KeyCodeTable::profileCode(entry.evdev), entry.code) << entry.evdev;
 }
 
 TEST(MouseButton, MiddleAndExtraButtonsOnly)
@@ -121,13 +123,12 @@ TEST(MouseButton, MiddleAndExtraButtonsOnly)
 
 TEST(ActionID, RawValuesRoundTripAndNamesAreDistinct)
 {
-    QSet<QString> raws, titles;
+    // A raw value shared by two actions would bring back the first of them for both.
+    QSet<QString> titles;
     for (const ActionID action : ActionIDs::allCases) {
         EXPECT_EQ(ActionIDs::fromRawValue(ActionIDs::rawValue(action)), action);
-        raws.insert(ActionIDs::rawValue(action));
         titles.insert(ActionIDs::title(action));
     }
-    EXPECT_EQ(raws.size(), qsizetype(ActionIDs::allCases.size()));
     EXPECT_EQ(titles.size(), qsizetype(ActionIDs::allCases.size()));
     for (const char* bad : {"", "Next", "next ", "labelnone"})
         EXPECT_FALSE(ActionIDs::fromRawValue(QString::fromUtf8(bad))) << bad;

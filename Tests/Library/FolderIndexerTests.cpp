@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <QDir>
 #include <QSet>
 
 #include "Library/DirectoryEnumerator.h"
@@ -24,40 +25,33 @@ thread_local int entriesBeforeFailure = -1;
 extern "C" dirent* readdir(DIR* dir)
 {
     static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
-    if (entriesBeforeFailure == 0) {
-        entriesBeforeFailure = -1;
-        errno = EIO;
-        return nullptr;
-    }
-    if (entriesBeforeFailure > 0)
-        --entriesBeforeFailure;
+    if (entriesBeforeFailure >= 0 && entriesBeforeFailure-- == 0)
+        return errno = EIO, nullptr;
     return real(dir);
 }
 
 namespace {
 
-// Every batch until the end; checks on the way that each snapshot is sorted and only grows.
+// Every batch until the end; checks on the way that each snapshot is sorted.
 ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
 {
     for (int calls = 0; calls < 100000; ++calls) {
         const auto snapshot = indexer.nextBatch().result();
-        EXPECT_TRUE(snapshot.ok()) << snapshot.message().toStdString();
-        if (!snapshot.ok())
-            return {};
-        EXPECT_TRUE(std::is_sorted(snapshot->photos.begin(), snapshot->photos.end(), PhotoItem::ordered));
+        if (!snapshot.ok() || !std::is_sorted(snapshot->photos.begin(), snapshot->photos.end(), PhotoItem::ordered))
+            return ADD_FAILURE() << snapshot.message().toStdString(), ScanSnapshot{};
         if (counts)
             counts->append(int(snapshot->photos.size()));
         if (snapshot->finished)
             return *snapshot;
     }
-    ADD_FAILURE() << "the scan never finished";
-    return {};
+    return ADD_FAILURE() << "the scan never finished", ScanSnapshot{};
 }
 
-QString tenPhotos(Sandbox& box)
+QString writePhotos(const Sandbox& box, int count, const char* pattern = "DSC_%1.NEF")
 {
-    for (int i = 0; i < 10; ++i)
-        box.write(QStringLiteral("DSC_%1.NEF").arg(i), "n");
+    // Written in reverse so that the folder's own order is not already the sorted one.
+    for (int i = count; i >= 1; --i)
+        box.write(QString::fromUtf8(pattern).arg(i), "n");
     return box.path();
 }
 
@@ -74,12 +68,8 @@ TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.photos);
         Sandbox box;
-        // Written in reverse so that the folder's own order is not already the sorted one.
-        for (int i = row.photos; i >= 1; --i)
-            box.write(QStringLiteral("DSC_%1.NEF").arg(i), "n");
-        for (int i = 0; i < row.others; ++i)
-            box.write(QStringLiteral("notes-%1.txt").arg(i), "t");
-        FolderIndexer indexer(box.path(), row.batchSize);
+        writePhotos(box, row.others, "notes-%1.txt");
+        FolderIndexer indexer(writePhotos(box, row.photos), row.batchSize);
         QList<int> counts;
         const ScanSnapshot last = scanAll(indexer, &counts);
         EXPECT_EQ(counts.mid(0, row.firstCounts.size()), row.firstCounts);
@@ -91,9 +81,7 @@ TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
         }
         // After the end, a call examines nothing and repeats the list.
         const auto again = indexer.nextBatch().result();
-        ASSERT_TRUE(again.ok());
-        EXPECT_TRUE(again->finished);
-        EXPECT_EQ(again->photos, last.photos);
+        EXPECT_TRUE(again.ok() && again->finished && again->photos == last.photos);
     }
 }
 
@@ -129,7 +117,7 @@ TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessageAndCancelledCallsFail)
         // A failed first call leaves the indexer unstarted: it tries again, and fails again.
         EXPECT_FALSE(indexer.nextBatch().result().ok());
     }
-    FolderIndexer indexer(tenPhotos(box), 256);
+    FolderIndexer indexer(writePhotos(box, 10), 256);
     ASSERT_TRUE(scanAll(indexer).finished);
     indexer.cancel().waitForFinished();
     EXPECT_TRUE(isCancelled(indexer.nextBatch().result().failure()));
@@ -145,15 +133,12 @@ TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessageAndCancelledCallsFail)
 TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
 {
     Sandbox box;
-    const QString folder = box.mkdir(QStringLiteral("shoot"));
-    QStringList names{box.write(QStringLiteral("shoot/readme.txt"), "t")};
-    for (int i = 0; i < 5; ++i)
-        names << box.write(QStringLiteral("shoot/v%1.nef").arg(i), "n");
-    FolderIndexer indexer(folder, 1);
+    writePhotos(box, 5);
+    box.write(QStringLiteral("readme.txt"), "t");
+    FolderIndexer indexer(box.path(), 1);
     ASSERT_TRUE(indexer.nextBatch().result().ok()); // the listing is open and buffered now
-    for (const QString& name : names)
-        unlink(Paths::encode(name).constData());
-    rmdir(Paths::encode(folder).constData()); // the folder itself goes too
+    // The folder itself goes too.
+    ASSERT_TRUE(QDir(box.path()).removeRecursively());
     const ScanSnapshot last = scanAll(indexer);
     EXPECT_EQ(last.photos.size() + last.skippedCount, 5);
     EXPECT_GE(last.skippedCount, 4);
@@ -162,7 +147,7 @@ TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
 TEST(FolderIndexer, AReadErrorPartWayEndsTheListingAndIsCountedAsSkipped)
 {
     Sandbox box;
-    tenPhotos(box);
+    writePhotos(box, 10);
     for (const int failAfter : {0, 5, -1}) {
         QList<int> errors;
         auto enumerator = DirectoryEnumerator::open(box.path(), [&errors](int error) { errors.append(error); });
@@ -177,8 +162,7 @@ TEST(FolderIndexer, AReadErrorPartWayEndsTheListingAndIsCountedAsSkipped)
     }
     FolderIndexer indexer(box.path(), 4);
     const auto first = FolderIndexer::Probe::nextBatchNow(indexer, {});
-    ASSERT_TRUE(first.ok());
-    EXPECT_EQ(first->skippedCount, 0);
+    EXPECT_TRUE(first.ok() && first->skippedCount == 0);
     entriesBeforeFailure = 1;
     const auto second = FolderIndexer::Probe::nextBatchNow(indexer, {});
     ASSERT_TRUE(second.ok());

@@ -29,10 +29,8 @@ thread_local bool interruptNextRead = false;
 extern "C" ssize_t pread(int fd, void* buffer, size_t count, off_t offset)
 {
     static const auto real = reinterpret_cast<ssize_t (*)(int, void*, size_t, off_t)>(dlsym(RTLD_NEXT, "pread"));
-    if (std::exchange(interruptNextRead, false)) {
-        errno = EINTR;
-        return -1;
-    }
+    if (std::exchange(interruptNextRead, false))
+        return errno = EINTR, -1;
     return real(fd, buffer, count, offset);
 }
 
@@ -71,24 +69,20 @@ TEST(Paths, EveryByteSequenceSurvivesTheRoundTrip)
 TEST(Paths, TextFormsAndNameParts)
 {
     const QString path = Paths::decode("/f/a\xe9 b.nef");
-    EXPECT_EQ(Paths::jsonText(path), QStringLiteral("/f/a%E9 b.nef"));
-    EXPECT_EQ(Paths::jsonText(QStringLiteral("/f/a%E9 b.nef")), QStringLiteral("/f/a%25E9 b.nef"));
-    EXPECT_EQ(Paths::jsonText(Paths::decode("/f/100%\xe9")), QStringLiteral("/f/100%25%E9"));
-    EXPECT_EQ(Paths::displayText(path), QStringLiteral("/f/a\uFFFD b.nef"));
-    // Beside a stray byte, a valid character is still the character.
-    EXPECT_EQ(Paths::displayText(Paths::decode("/f/\xc3\xa9\xff")), QStringLiteral("/f/é\uFFFD"));
-    EXPECT_EQ(Paths::fileUrl(path), QStringLiteral("file:///f/a%E9%20b.nef"));
+    const std::pair<QString, const char*> rows[] = {
+        {Paths::jsonText(path), "/f/a%E9 b.nef"}, {Paths::jsonText(QStringLiteral("/f/a%E9 b.nef")), "/f/a%25E9 b.nef"},
+        {Paths::jsonText(Paths::decode("/f/100%\xe9")), "/f/100%25%E9"}, {Paths::displayText(path), "/f/a\uFFFD b.nef"},
+        // Beside a stray byte, a valid character is still the character.
+        {Paths::displayText(Paths::decode("/f/\xc3\xa9\xff")), "/f/é\uFFFD"},
+        {Paths::fileUrl(path), "file:///f/a%E9%20b.nef"}, {Paths::fileUrl(QStringLiteral("/f/é.nef")), "file:///f/%C3%A9.nef"},
+        {Paths::fileName(QStringLiteral("/a/DSC_1.NEF")), "DSC_1.NEF"}, {Paths::fileName(QStringLiteral("/DSC_1.NEF")), "DSC_1.NEF"},
+        {Paths::suffix(QStringLiteral("/DSC_1.NEF")), "NEF"}, {Paths::suffix(QStringLiteral("/a/.hidden")), ""},
+        {Paths::baseName(QStringLiteral("/a/DSC_1.x.NEF")), "DSC_1.x"}, {Paths::clean(QStringLiteral("/a//b/../c/")), "/a/c"},
+        {Paths::parent(QStringLiteral("/a/b")), "/a"}, {Paths::parent(QStringLiteral("/a")), "/"},
+    };
+    for (const auto& [actual, expected] : rows)
+        EXPECT_EQ(actual, QString::fromUtf8(expected));
     EXPECT_EQ(Paths::fromFileUrl(Paths::fileUrl(path)), path);
-    EXPECT_EQ(Paths::fileUrl(QStringLiteral("/f/é.nef")), QStringLiteral("file:///f/%C3%A9.nef"));
-
-    EXPECT_EQ(Paths::fileName(QStringLiteral("/a/DSC_1.NEF")), QStringLiteral("DSC_1.NEF"));
-    EXPECT_EQ(Paths::fileName(QStringLiteral("/DSC_1.NEF")), QStringLiteral("DSC_1.NEF"));
-    EXPECT_EQ(Paths::suffix(QStringLiteral("/DSC_1.NEF")), QStringLiteral("NEF"));
-    EXPECT_EQ(Paths::baseName(QStringLiteral("/a/DSC_1.x.NEF")), QStringLiteral("DSC_1.x"));
-    EXPECT_EQ(Paths::suffix(QStringLiteral("/a/.hidden")), QString());
-    EXPECT_EQ(Paths::parent(QStringLiteral("/a/b")), QStringLiteral("/a"));
-    EXPECT_EQ(Paths::parent(QStringLiteral("/a")), QStringLiteral("/"));
-    EXPECT_EQ(Paths::clean(QStringLiteral("/a//b/../c/")), QStringLiteral("/a/c"));
 }
 
 TEST(FileReader, AnInterruptedReadIsRetriedAndAFileCutAfterOpeningReadsShortNeverStale)

@@ -53,11 +53,8 @@ const QString goodTrigger = QStringLiteral(R"("kind": "mouse", "code": 3, "modif
 TEST(KeyPress, BuildsCodeModifiersAndDisplay)
 {
     const struct { const char* name; quint32 evdev; const char* text; Qt::KeyboardModifiers mods; quint16 code; quint64 bits; const char* display; } rows[] = {
-        {"Ctrl+Shift+S", KEY_S, "s", Qt::ControlModifier | Qt::ShiftModifier, 1, shift | command, "⇧⌘S"},
         {"prefix order", KEY_O, "o", Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier, 31, control | option | shift | command, "⌃⌥⇧⌘O"},
         {"Alt is Option; keypad and group bits dropped", KEY_G, "g", Qt::AltModifier | Qt::KeypadModifier | Qt::GroupSwitchModifier, 5, option, "⌥G"},
-        {"shifted digit shows the unshifted character", KEY_5, "5", Qt::ShiftModifier, 23, shift, "⇧5"},
-        {"return", KEY_ENTER, "\r", Qt::NoModifier, 36, 0, "Intro"},
         {"space", KEY_SPACE, " ", Qt::ControlModifier, 49, command, "⌘Espacio"},
         {"F5 types nothing", KEY_F5, "", Qt::NoModifier, 96, 0, "Tecla 96"},
         {"Spanish layout, key beside L", KEY_SEMICOLON, "ñ", Qt::NoModifier, 41, 0, "Ñ"},
@@ -100,23 +97,16 @@ TEST(KeyPress, EveryDefaultIsReachableFromAPcKeyboard)
 TEST(MouseButton, MiddleAndExtraButtonsOnly)
 {
     const struct { int button; Qt::KeyboardModifiers modifiers; const char* display; quint64 bits; } rows[] = {
-        {0, Qt::NoModifier, nullptr, 0}, {2, Qt::NoModifier, "Ratón 3", 0},
-        {4, Qt::ControlModifier | Qt::ShiftModifier, "⇧⌘Ratón 5", shift | command},
-        {65535, Qt::NoModifier, "Ratón 65536", 0}, {65536, Qt::NoModifier, nullptr, 0},
-    };
+        {2, Qt::NoModifier, "Ratón 3", 0}, {4, Qt::ControlModifier | Qt::ShiftModifier, "⇧⌘Ratón 5", shift | command}, {65535, Qt::NoModifier, "Ratón 65536", 0}};
     for (const auto& row : rows) {
         const std::optional<InputTrigger> trigger = InputTrigger::fromMouseButton(row.button, row.modifiers);
-        ASSERT_EQ(trigger.has_value(), row.display != nullptr) << row.button;
-        if (!trigger)
-            continue;
-        EXPECT_EQ(*trigger, InputTrigger::mouse(quint16(row.button), row.bits, {}));
-        EXPECT_EQ(trigger->display, QString::fromUtf8(row.display));
-        EXPECT_TRUE((ShortcutProfile{1, {{ActionID::copy, *trigger}}}.validated().ok())) << row.button;
+        ASSERT_TRUE(trigger) << row.button;
+        EXPECT_EQ(std::pair(*trigger, trigger->display), std::pair(InputTrigger::mouse(quint16(row.button), row.bits, {}), QString::fromUtf8(row.display)));
     }
-    const std::pair<Qt::MouseButtons, std::optional<int>> flags[] = {
-        {Qt::LeftButton, 0}, {Qt::MiddleButton, 2}, {Qt::ForwardButton, 4}, {Qt::ExtraButton24, 26},
-        {Qt::NoButton, std::nullopt}, {Qt::LeftButton | Qt::MiddleButton, std::nullopt},
-    };
+    for (const int button : {0, 1, 65536})
+        EXPECT_FALSE(InputTrigger::fromMouseButton(button, Qt::NoModifier)) << button;
+    const std::pair<Qt::MouseButtons, std::optional<int>> flags[] = {{Qt::LeftButton, 0}, {Qt::MiddleButton, 2}, {Qt::ExtraButton24, 26},
+                                                                     {Qt::NoButton, std::nullopt}, {Qt::LeftButton | Qt::MiddleButton, std::nullopt}};
     for (const auto& [buttons, number] : flags)
         EXPECT_EQ(InputTrigger::mouseButtonNumber(buttons), number) << buttons.toInt();
 }
@@ -134,24 +124,15 @@ TEST(ActionID, RawValuesRoundTripAndNamesAreDistinct)
         EXPECT_FALSE(ActionIDs::fromRawValue(QString::fromUtf8(bad))) << bad;
 }
 
-TEST(ShortcutProfile, BasicTriggersAreExactlyTheDefaultsAndLookupTakesTheFirstMatch)
+TEST(ShortcutProfile, TriggersCompareWithoutTheirDisplayAndLookupTakesTheFirstMatch)
 {
-    const ShortcutProfile& defaults = ShortcutProfile::defaults();
-    EXPECT_EQ(defaults.preservingDefaults(), defaults);
-    for (const ShortcutBinding& binding : defaults.bindings) {
-        // The display takes no part in equality, so another one is still the basic trigger.
-        SCOPED_TRACE(binding.trigger.display.toStdString());
-        const InputTrigger other = InputTrigger::key(binding.trigger.code, binding.trigger.modifiers, QStringLiteral("otra"));
-        EXPECT_TRUE(ShortcutProfile::isBasic(other));
-        EXPECT_EQ(qHash(other), qHash(binding.trigger));
-        EXPECT_FALSE(ShortcutProfile::isBasic(InputTrigger::key(other.code, other.modifiers | option, {})));
-    }
-    EXPECT_NE(InputTrigger::mouse(5, 0, {}), key(5));
-    EXPECT_EQ(defaults.action(key(29)), ActionID::clearMarks);
-    EXPECT_EQ(defaults.action(key(29, shift)), ActionID::rating0);
-    EXPECT_EQ(defaults.action(mouse(23)), std::nullopt);
+    for (const ShortcutBinding& binding : ShortcutProfile::defaults().bindings)
+        EXPECT_EQ(qHash(InputTrigger::key(binding.trigger.code, binding.trigger.modifiers, QStringLiteral("otra"))), qHash(binding.trigger));
+    EXPECT_NE(qHash(mouse(5)), qHash(key(5)));
+    EXPECT_NE(qHash(key(5, option)), qHash(key(5)));
     // An invalid profile with a repeated trigger still answers with the first binding.
     EXPECT_EQ((ShortcutProfile{1, {{ActionID::copy, mouse(3)}, {ActionID::move, mouse(3)}}}.action(mouse(3))), ActionID::copy);
+    EXPECT_EQ(ShortcutProfile::defaults().action(mouse(23)), std::nullopt);
 }
 
 TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
@@ -182,7 +163,6 @@ TEST(ShortcutProfile, ValidationRules)
         {"same trigger, other display", withCustom({{ActionID::copy, key(14, option, "⌥E")}, {ActionID::move, key(14, option, "Tecla 14 con Alt")}}),
          QStringLiteral("Atajo duplicado: Tecla 14 con Alt")},
         {"default repeated", withCustom({{ActionID::copy, key(5, 0, "g")}}), QStringLiteral("Atajo duplicado: g")},
-        {"command Q", withCustom({{ActionID::copy, key(12, command)}}), reserved},
         {"command Q with caps lock bit", withCustom({{ActionID::copy, key(12, command | 0x10000)}}), reserved},
         {"mouse 12 with command is no key", withCustom({{ActionID::copy, mouse(12, command)}}), QStringLiteral("(válido)")},
         {"left button", withCustom({{ActionID::copy, mouse(0)}}), mouseRule},

@@ -23,19 +23,6 @@ ExifInfo dated(const QByteArray& text = march1Text)
 }
 QByteArray tiffWithDate(const TiffIfd& exif) { return TiffWriter::write({TiffIfd().exif(exif)}); }
 
-// Writes each file, reads the capture times of all in one pass, and gives the names that have one.
-QMap<QString, QDateTime> readAll(Sandbox& box, const QList<QPair<QString, QByteArray>>& files)
-{
-    QList<PhotoItem> photos;
-    for (const auto& [name, bytes] : files)
-        photos << photoAt(bytes.isNull() ? box.file(name) : box.write(name, bytes));
-    QMap<QString, QDateTime> found;
-    const auto table = CaptureTimeReader::readNow(photos);
-    for (auto it = table.begin(); it != table.end(); ++it)
-        found.insert(it.key().section(QLatin1Char('/'), -1), it.value());
-    return found;
-}
-
 } // namespace
 
 TEST(CaptureTimeReader, ExifTimesAreReadAsUtcWhateverTheMachinesZone)
@@ -84,8 +71,7 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
     QByteArray badSegment = makeJpeg(32, 32, dated());
     badSegment[4] = char(0x00);
     badSegment[5] = char(0x18);
-    Sandbox box;
-    const auto found = readAll(box, {
+    const QList<QPair<QString, QByteArray>> files{
         {"empty.nef", ""}, {"text.jpg", "this is not an image"}, {"no-exif.jpg", makeJpeg(32, 32)},
         {"malformed.jpg", makeJpeg(32, 32, dated("yesterday, around ten"))},
         {"cut-in-ifd0.nef", good.left(100)}, {"good.nef", good},
@@ -101,8 +87,12 @@ TEST(CaptureTimeReader, DamagedAndForeignFilesAreLeftOutWithoutStoppingTheOthers
         {"png.png", makePng(patternImage(16, 16))}, {"heic.heic", QByteArray("\0\0\0\x18" "ftypheic", 12)},
         {"date-as-numbers.tif", tiffWithDate(TiffIfd().bytes(0x9003, TiffIfd::typeByte, march1Text))},
         {"never-written.nef", QByteArray()},
-    });
-    EXPECT_EQ(found, (QMap<QString, QDateTime>{{"good.nef", march1}, {"cut-in-data.nef", march1}}));
+    };
+    Sandbox box;
+    QList<PhotoItem> photos;
+    for (const auto& [name, bytes] : files)
+        photos << photoAt(bytes.isNull() ? box.file(name) : box.write(name, bytes));
+    EXPECT_EQ(CaptureTimeReader::readNow(photos), (CaptureTimeReader::Table{{box.file("good.nef"), march1}, {box.file("cut-in-data.nef"), march1}}));
 }
 
 TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
@@ -112,16 +102,12 @@ TEST(CaptureTimeReader, TheJpegMarkerWalkFindsTheExifSegmentWhereverItStands)
     const QByteArray xmp = jpegSegment(0xE1, QByteArray("http://ns.adobe.com/xap/1.0/\0<x:xmpmeta/>", 41));
     const QByteArray image = makeJpeg(16, 16).mid(2);  // APP0 to EOI
     const struct { const char* name; QByteArray bytes; bool found; } rows[] = {
-        {"xmp in the first APP1", soi + xmp + exif + image, true},
-        {"fill bytes", soi + QByteArray(2, '\xFF') + exif.mid(1) + image, true},
-        {"TEM", soi + QByteArray("\xFF\x01", 2) + exif + image, true},
-        {"RST0", soi + QByteArray("\xFF\xD0", 2) + exif + image, true},
-        {"RST7", soi + QByteArray("\xFF\xD7", 2) + exif + image, true},
-        {"a second SOI", soi + soi + exif + image, true},
+        {"xmp in the first APP1", soi + xmp + exif + image, true}, {"fill bytes", soi + QByteArray(2, '\xFF') + exif.mid(1) + image, true},
+        {"TEM", soi + QByteArray("\xFF\x01", 2) + exif + image, true}, {"a second SOI", soi + soi + exif + image, true},
+        {"RST0", soi + QByteArray("\xFF\xD0", 2) + exif + image, true}, {"RST7", soi + QByteArray("\xFF\xD7", 2) + exif + image, true},
         {"EXIF as the 64th segment", soi + jpegSegment(0xE2, "x").repeated(63) + exif + image, true},
         {"EXIF past the 64 segments walked", soi + jpegSegment(0xE2, "x").repeated(64) + exif + image, false},
-        {"xmp only", soi + xmp + image, false},
-        {"after the scan", soi + image.chopped(2) + exif, false},
+        {"xmp only", soi + xmp + image, false}, {"after the scan", soi + image.chopped(2) + exif, false},
         // Two bytes after the end that would read as a segment length leading to the EXIF.
         {"after the end of the image", soi + QByteArray("\xFF\xD9\x00\x02", 4) + exif + image, false},
     };

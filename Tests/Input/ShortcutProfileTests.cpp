@@ -137,13 +137,9 @@ TEST(ShortcutProfile, TriggersCompareWithoutTheirDisplayAndLookupTakesTheFirstMa
 
 TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
 {
-    ShortcutProfile custom{2, {
-        {ActionID::copy, key(5, 0, "G")},  // takes "G" from sheet: dropped
-        {ActionID::move, mouse(3)},
-        {ActionID::labelPurple, key(5, shift, "⇧G")},
-        {ActionID::next, key(124)},        // a default, repeated: dropped
-        {ActionID::copy, mouse(4)},
-    }};
+    // The first takes "G" from the sheet and the fourth repeats a default: both are dropped.
+    const ShortcutProfile custom{2, {{ActionID::copy, key(5, 0, "G")}, {ActionID::move, mouse(3)}, {ActionID::labelPurple, key(5, shift, "⇧G")},
+                                     {ActionID::next, key(124)}, {ActionID::copy, mouse(4)}}};
     const ShortcutProfile result = custom.preservingDefaults();
     // The version is carried, so an unsupported file stays unsupported.
     EXPECT_EQ(result.version, 2);
@@ -155,11 +151,9 @@ TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
 
 TEST(ShortcutProfile, ValidationRules)
 {
-    ShortcutProfile version2 = ShortcutProfile::defaults();
-    version2.version = 2;
     const struct { const char* name; ShortcutProfile profile; QString expected; } rows[] = {
         {"defaults", ShortcutProfile::defaults(), QStringLiteral("(válido)")},
-        {"version 2", version2, unsupported},
+        {"version 2", ShortcutProfile{2, ShortcutProfile::defaults().bindings}, unsupported},
         {"same trigger, other display", withCustom({{ActionID::copy, key(14, option, "⌥E")}, {ActionID::move, key(14, option, "Tecla 14 con Alt")}}),
          QStringLiteral("Atajo duplicado: Tecla 14 con Alt")},
         {"default repeated", withCustom({{ActionID::copy, key(5, 0, "g")}}), QStringLiteral("Atajo duplicado: g")},
@@ -220,7 +214,6 @@ TEST(ShortcutProfile, BindFollowsTheRulesAndLeavesTheProfileOnFailure)
 
 TEST(ShortcutProfile, BindAppendsOrTakesOverInPlace)
 {
-    const qsizetype n = ShortcutProfile::defaults().bindings.size();
     ShortcutProfile profile = withCustom({{ActionID::copy, mouse(3)}, {ActionID::move, mouse(4)}});
     // Appended; the earlier trigger of the same action stays.
     ASSERT_TRUE(profile.bind(mouse(2), ActionID::copy, false).ok());
@@ -228,7 +221,6 @@ TEST(ShortcutProfile, BindAppendsOrTakesOverInPlace)
     ASSERT_TRUE(profile.bind(InputTrigger::mouse(3, 0, QStringLiteral("nuevo")), ActionID::labelPurple, true).ok());
     expectSameProfile(profile, withCustom({{ActionID::labelPurple, InputTrigger::mouse(3, 0, QStringLiteral("nuevo"))},
                                            {ActionID::move, mouse(4)}, {ActionID::copy, mouse(2)}}));
-    EXPECT_EQ(profile.bindings.size(), n + 3);
 }
 
 TEST(ShortcutJson, DecodesTheFileFormAndRoundTripsEveryField)

@@ -75,6 +75,14 @@ ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
     return ADD_FAILURE() << "the scan never finished", ScanSnapshot{};
 }
 
+QStringList urlsOf(const QList<PhotoItem>& photos)
+{
+    QStringList urls;
+    for (const PhotoItem& photo : photos)
+        urls << photo.url;
+    return urls;
+}
+
 QString writePhotos(const Sandbox& box, int count, const char* pattern = "DSC_%1.NEF")
 {
     // Written in reverse so that the folder's own order is not already the sorted one.
@@ -349,12 +357,9 @@ TEST(CaptureTimeReader, CancellingMidwayKeepsTheTimesReadSoFar)
 
 TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
 {
+    // A batch size below 2 is taken as 1; every entry uses a turn, so a batch may hold no photo.
     const struct { int photos; int others; int batchSize; QList<int> firstCounts; } rows[] = {
-        {0, 0, 256, {0}},
-        {600, 0, 256, {256, 512, 600}},
-        {2, 0, 0, {1, 2, 2}},             // a batch size below 2 is taken as 1
-        {5, 300, 10, {0, 0, 0}},          // every entry uses a turn, so a batch may hold no photo
-    };
+        {0, 0, 256, {0}}, {600, 0, 256, {256, 512, 600}}, {2, 0, 0, {1, 2, 2}}, {5, 300, 10, {0, 0, 0}}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.photos);
         Sandbox box;
@@ -363,12 +368,11 @@ TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
         QList<int> counts;
         const ScanSnapshot last = scanAll(indexer, &counts);
         EXPECT_EQ(counts.mid(0, row.firstCounts.size()), row.firstCounts);
-        ASSERT_EQ(last.photos.size(), row.photos);
         EXPECT_EQ(last.skippedCount, 0);
-        if (row.photos > 0) {
-            EXPECT_EQ(last.photos.first().name(), QStringLiteral("DSC_1.NEF"));
-            EXPECT_EQ(last.photos.last().name(), QStringLiteral("DSC_%1.NEF").arg(row.photos));
-        }
+        QStringList expected;
+        for (int i = 1; i <= row.photos; ++i)
+            expected << box.file(QStringLiteral("DSC_%1.NEF").arg(i));
+        EXPECT_EQ(urlsOf(last.photos), expected);
         // After the end, a call examines nothing and repeats the list.
         const auto again = indexer.nextBatch().result();
         EXPECT_TRUE(again.ok() && again->finished && again->photos == last.photos);
@@ -389,13 +393,7 @@ TEST(FolderIndexer, SubfoldersHiddenFilesAndLinksNeverAppearAndNamesThatAreNotUt
     FolderIndexer indexer(box.path(), 1); // one entry per call: every path through the loop
     const ScanSnapshot last = scanAll(indexer);
     EXPECT_EQ(last.skippedCount, 0);
-    QSet<QString> urls;
-    for (const PhotoItem& photo : last.photos)
-        urls.insert(photo.url);
-    EXPECT_EQ(urls, (QSet<QString>{box.file(odd), cafe}));
-    EXPECT_EQ(last.photos.size(), 2);
-    EXPECT_EQ(Paths::encode(box.file(odd)), Paths::encode(box.path()) + "/caf\xe9-\xff.NEF");
-    EXPECT_EQ(vantelor::test::readFile(box.file(odd)), QByteArray("raw bytes"));
+    EXPECT_EQ(urlsOf(last.photos), (QStringList{cafe, box.file(odd)}));
 }
 
 TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessageAndCancelledCallsFail)

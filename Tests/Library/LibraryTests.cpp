@@ -264,17 +264,12 @@ TEST(CaptureTimeReader, TimesAreReadAsUtcAndDamagedOrForeignFilesAreLeftOutWitho
     EnvironmentGuard environment;
     environment.set("TZ", QByteArray("America/Santiago"));
     const QByteArray good = makeNef(64, 48, march1Text);
-    NefLayout littleEndian;
-    littleEndian.previews = {makeJpeg(64, 48)};
-    littleEndian.exif = dated();
-    littleEndian.littleEndian = true;
+    const NefLayout littleEndian{.previews = {makeJpeg(64, 48)}, .exif = dated(), .littleEndian = true};
     // An IFD whose entry count runs past the end of the file.
     QByteArray truncatedIfd = TiffWriter::write({TiffIfd().shorts(0x100, {1})});
     qToLittleEndian<quint16>(400, truncatedIfd.data() + 8);
     // A JPEG whose APP1 length cuts its EXIF block short.
-    QByteArray badSegment = makeJpeg(32, 32, dated());
-    badSegment[4] = char(0x00);
-    badSegment[5] = char(0x18);
+    const QByteArray badSegment = makeJpeg(32, 32, dated()).replace(4, 2, QByteArray("\x00\x18", 2));
     const QList<QPair<QString, QByteArray>> files{
         {"a.jpg", makeJpeg(64, 48, dated())}, {"good.nef", good}, {"c.nef", makeNef(littleEndian)},
         {"d.tif", tiffWithDate(exifIfd(dated(QByteArray("2024:03:01 10:15:30\0", 20))))},
@@ -282,8 +277,7 @@ TEST(CaptureTimeReader, TimesAreReadAsUtcAndDamagedOrForeignFilesAreLeftOutWitho
         {"e.tif", tiffWithDate(TiffIfd().bytes(0x9003, TiffIfd::typeUndefined, march1Text))},
         {"empty.nef", ""}, {"text.jpg", "this is not an image"}, {"no-exif.jpg", makeJpeg(32, 32)},
         {"malformed.jpg", makeJpeg(32, 32, dated("yesterday, around ten"))},
-        {"cut-in-ifd0.nef", good.left(100)},
-        {"cut-in-exif.nef", good.left(good.indexOf(march1Text) + 8)},
+        {"cut-in-ifd0.nef", good.left(100)}, {"cut-in-exif.nef", good.left(good.indexOf(march1Text) + 8)},
         // Cut after the structure, in the image data: the capture time is still there to read.
         {"cut-in-data.nef", good.left(good.size() / 2)}, {"header-only.nef", good.left(8)},
         // IFD0's EXIF pointer aimed far outside the file, and at IFD0 itself (a loop).
@@ -293,8 +287,7 @@ TEST(CaptureTimeReader, TimesAreReadAsUtcAndDamagedOrForeignFilesAreLeftOutWitho
         {"huge.nef", tiffWithDate(TiffIfd().raw(0x9003, 2, 0xFFFFFFFF, 8))},
         {"truncated-ifd.tif", truncatedIfd}, {"bad-segment.jpg", badSegment},
         {"png.png", makePng(patternImage(16, 16))}, {"heic.heic", QByteArray("\0\0\0\x18" "ftypheic", 12)},
-        {"date-as-numbers.tif", tiffWithDate(TiffIfd().bytes(0x9003, TiffIfd::typeByte, march1Text))},
-        {"never-written.nef", QByteArray()},
+        {"date-as-numbers.tif", tiffWithDate(TiffIfd().bytes(0x9003, TiffIfd::typeByte, march1Text))}, {"never-written.nef", QByteArray()},
     };
     Sandbox box;
     QList<PhotoItem> photos;

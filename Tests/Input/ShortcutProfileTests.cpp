@@ -73,8 +73,7 @@ TEST(KeyPress, EveryDefaultIsReachableFromAPcKeyboard)
         const Qt::KeyboardModifiers modifiers = (binding.trigger.modifiers & shift ? Qt::ShiftModifier : Qt::NoModifier)
                                                 | (binding.trigger.modifiers & command ? Qt::ControlModifier : Qt::NoModifier);
         const auto trigger = InputTrigger::fromKeyPress(scan(entry->evdev), KeyCodeTable::usText(binding.trigger.code), modifiers);
-        ASSERT_TRUE(trigger);
-        EXPECT_EQ(*trigger, binding.trigger);
+        ASSERT_EQ(trigger, binding.trigger);
         EXPECT_EQ(defaults.action(*trigger), binding.action);
         // Only zoom in and out show another glyph than the key types ("=" and "-").
         EXPECT_EQ(trigger->display == binding.trigger.display, binding.action != ActionID::zoomIn && binding.action != ActionID::zoomOut);
@@ -109,7 +108,6 @@ TEST(ShortcutProfile, TriggersCompareWithoutTheirDisplayAndLookupTakesTheFirstMa
     EXPECT_NE(qHash(key(5, option)), qHash(key(5)));
     // An invalid profile with a repeated trigger still answers with the first binding.
     EXPECT_EQ((ShortcutProfile{1, {{ActionID::copy, mouse(3)}, {ActionID::move, mouse(3)}}}.action(mouse(3))), ActionID::copy);
-    EXPECT_EQ(ShortcutProfile::defaults().action(mouse(23)), std::nullopt);
 }
 
 TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)

@@ -404,8 +404,7 @@ TEST(FolderIndexer, UnavailableFoldersGiveTheFolderMessageAndCancelledCallsFail)
     int turns = 0;
     EXPECT_TRUE(isCancelled(FolderIndexer::Probe::nextBatchNow(partial, [&turns] { return ++turns > 3; }).failure()));
     const auto resumed = FolderIndexer::Probe::nextBatchNow(partial, {});
-    ASSERT_TRUE(resumed.ok());
-    EXPECT_LE(resumed->photos.size(), 5);
+    EXPECT_TRUE(resumed.ok() && resumed->photos.size() <= 5);
 }
 
 TEST(FolderIndexer, EntriesThatVanishAfterListingAreCountedAsSkipped)
@@ -444,9 +443,8 @@ TEST(FolderIndexer, AReadErrorPartWayEndsTheListingAndIsCountedAsSkipped)
     entriesBeforeFailure = 1;
     const auto second = FolderIndexer::Probe::nextBatchNow(indexer, {});
     ASSERT_TRUE(second.ok());
-    EXPECT_TRUE(second->finished);
     EXPECT_EQ(second->skippedCount, 1);
-    EXPECT_LT(second->photos.size(), 10);
+    EXPECT_TRUE(second->finished && second->photos.size() < 10);
 }
 
 TEST(FolderIndexer, MergeKeepsListedItemsFirstOnEqualKeys)

@@ -127,7 +127,6 @@ TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
 TEST(ShortcutProfile, ValidationRules)
 {
     const struct { const char* name; ShortcutProfile profile; QString expected; } rows[] = {
-        {"defaults", ShortcutProfile::defaults(), QStringLiteral("(válido)")},
         {"version 2", ShortcutProfile{2, ShortcutProfile::defaults().bindings}, unsupported},
         {"same trigger, other display", withCustom({{ActionID::copy, key(14, option, "⌥E")}, {ActionID::move, key(14, option, "Tecla 14 con Alt")}}),
          QStringLiteral("Atajo duplicado: Tecla 14 con Alt")},

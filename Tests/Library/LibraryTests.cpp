@@ -175,8 +175,7 @@ TEST(PhotoItem, OnlyRegularFilesWithAPhotoExtensionArePhotos)
     for (const auto& row : rows) {
         const QString name = QString::fromUtf8(row.name);
         const auto inspected = PhotoItem::inspect(box.exists(name) ? box.file(name) : box.write(name, "data"));
-        ASSERT_TRUE(inspected.ok()) << row.name;
-        EXPECT_EQ(inspected->has_value(), row.photo) << row.name;
+        EXPECT_TRUE(inspected.ok() && inspected->has_value() == row.photo) << row.name;
     }
     const PhotoItem photo = **PhotoItem::inspect(box.file(QStringLiteral("DSC_0001.NEF")));
     EXPECT_EQ(photo.byteSize, 1234);
@@ -341,9 +340,9 @@ TEST(CaptureTimeReader, CancellingMidwayKeepsTheTimesReadSoFar)
         photos << item(box.write(QStringLiteral("p%1.jpg").arg(i), makeJpeg(16, 16, dated())));
     int checks = 0;
     const auto table = CaptureTimeReader::readNow(photos, [&checks] { return ++checks > 4; });
-    EXPECT_EQ(table.size(), 4);
-    EXPECT_TRUE(table.contains(photos[3].url));
-    EXPECT_FALSE(table.contains(photos[4].url));
+    QStringList read(table.keyBegin(), table.keyEnd());
+    read.sort();
+    EXPECT_EQ(read, urlsOf(photos.mid(0, 4)));
 }
 
 TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)

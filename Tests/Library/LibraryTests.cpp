@@ -52,8 +52,8 @@ extern "C" dirent* readdir(DIR* dir)
 
 namespace {
 
-PhotoItem item(const QString& path, qint64 bytes = 10, qint64 modifiedMsecs = 0, const QString& id = QStringLiteral("x"))
-{ return PhotoItem(path, bytes, FileStat::distantPast(), QDateTime::fromMSecsSinceEpoch(modifiedMsecs, Qt::UTC), id); }
+PhotoItem item(const QString& path, qint64 bytes = 10, qint64 msecs = 0, const QString& id = QStringLiteral("x"))
+{ return PhotoItem(path, bytes, FileStat::distantPast(), QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC), id); }
 
 const QByteArray march1Text("2024:03:01 10:15:30");
 const QDateTime march1 = QDateTime(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
@@ -143,8 +143,7 @@ TEST(FileReader, AnInterruptedReadIsRetriedAndAFileCutAfterOpeningReadsShortNeve
 
 TEST(FileDescriptor, MoveAssignmentClosesTheOldDescriptorAndTakesTheOther)
 {
-    FileDescriptor kept(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    FileDescriptor given(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    FileDescriptor kept(::open("/dev/null", O_RDONLY | O_CLOEXEC)), given(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const int old = kept.get(), moved = given.get();
     kept = std::move(given);
     EXPECT_EQ(kept.get(), moved);
@@ -251,8 +250,8 @@ TEST(CaptureTimeReader, TimeTextMustBeExact)
         {"2024:03:01 10:15:30", true},   {"2024:02:29 23:59:59", true},  {"2024:03:01 10:15:30  ", true},
         {"2023:02:29 10:15:30", false},  {"2024:03:01 24:00:00", false}, {"2024-03-01 10:15:30", false},
         {"2024:03:01T10:15:30", false},  {"    :  :     :  :  ", false}, {"2024:03:01 10:15", false},
-        {"2024:03:01 10:15:3x", false},  // a letter in the last place as in the first
-        {"202a:03:01 10:15:30", false},  // read as digits, a letter would still make a valid year
+        // A letter in the last place as in the first: read as digits, a letter would still make a valid year.
+        {"2024:03:01 10:15:3x", false},  {"202a:03:01 10:15:30", false},
     };
     for (const auto& row : rows)
         EXPECT_EQ(CaptureTimeReader::parseExifTime(QByteArray(row.text)).has_value(), row.valid) << row.text;

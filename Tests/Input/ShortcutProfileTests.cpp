@@ -88,8 +88,8 @@ TEST(MouseButton, MiddleAndExtraButtonsOnly)
         {2, Qt::NoModifier, "Ratón 3", 0}, {4, Qt::ControlModifier | Qt::ShiftModifier, "⇧⌘Ratón 5", shift | command}, {65535, Qt::NoModifier, "Ratón 65536", 0}};
     for (const auto& row : rows) {
         const std::optional<InputTrigger> trigger = InputTrigger::fromMouseButton(row.button, row.modifiers);
-        ASSERT_TRUE(trigger) << row.button;
-        EXPECT_EQ(std::pair(*trigger, trigger->display), std::pair(InputTrigger::mouse(quint16(row.button), row.bits, {}), QString::fromUtf8(row.display)));
+        ASSERT_EQ(trigger, InputTrigger::mouse(quint16(row.button), row.bits, {})) << row.button;
+        EXPECT_EQ(trigger->display, QString::fromUtf8(row.display));
     }
     for (const int button : {0, 1, 65536})
         EXPECT_FALSE(InputTrigger::fromMouseButton(button, Qt::NoModifier)) << button;
@@ -114,13 +114,9 @@ TEST(ShortcutProfile, PreservingDefaultsPutsThemFirstAndDropsTakeovers)
     // The first takes "G" from the sheet and the fourth repeats a default: both are dropped.
     const ShortcutProfile custom{2, {{ActionID::copy, key(5, 0, "G")}, {ActionID::move, mouse(3)}, {ActionID::labelPurple, key(5, shift, "⇧G")},
                                      {ActionID::next, key(124)}, {ActionID::copy, mouse(4)}}};
-    const ShortcutProfile result = custom.preservingDefaults();
     // The version is carried, so an unsupported file stays unsupported.
-    EXPECT_EQ(result.version, 2);
-    const qsizetype n = ShortcutProfile::defaults().bindings.size();
-    EXPECT_EQ(result.bindings.mid(0, n), ShortcutProfile::defaults().bindings);
-    EXPECT_EQ(result.bindings.mid(n), (QList<ShortcutBinding>{custom.bindings[1], custom.bindings[2], custom.bindings[4]}));
-    EXPECT_EQ(result.bindings[2].trigger.display, QStringLiteral("G"));
+    const QList<ShortcutBinding> kept{custom.bindings[1], custom.bindings[2], custom.bindings[4]};
+    expectSameProfile(custom.preservingDefaults(), ShortcutProfile{2, ShortcutProfile::defaults().bindings + kept});
 }
 
 TEST(ShortcutProfile, ValidationRules)

@@ -31,7 +31,8 @@ ShortcutProfile withCustom(std::initializer_list<ShortcutBinding> custom) { retu
 QString failureOf(const Result<ShortcutProfile>& result) { return result ? QStringLiteral("(válido)") : result.message(); }
 
 // Displays included: the equality of triggers alone would not notice a lost display.
-void expectSameProfile(const ShortcutProfile& actual, const ShortcutProfile& expected) { EXPECT_EQ(actual, expected); EXPECT_EQ(actual.toJson(), expected.toJson()); }
+void expectSameProfile(const ShortcutProfile& actual, const ShortcutProfile& expected)
+{ EXPECT_EQ(actual, expected); EXPECT_EQ(actual.toJson(), expected.toJson()); }
 QByteArray profileJson(const QString& trigger, const QString& action = QStringLiteral("\"copy\""))
 { return QStringLiteral(R"({"version": 1, "bindings": [{"action": %1, "trigger": {%2}}]})").arg(action, trigger).toUtf8(); }
 
@@ -254,7 +255,8 @@ TEST(ShortcutJson, RefusesAnythingOutsideTheForm)
 TEST(ShortcutProfileFile, AWriteThatFailsLeavesNoFileAndNoDescriptor)
 {
     test::Sandbox sandbox;
-    EXPECT_EQ(ShortcutProfileFile::write(ShortcutProfile::defaults(), sandbox.write(QStringLiteral("taken.json"), "{}")).message(), QStringLiteral("Ya existe «taken.json»: elige otro nombre"));
+    const QString taken = sandbox.write(QStringLiteral("taken.json"), "{}");
+    EXPECT_EQ(ShortcutProfileFile::write(ShortcutProfile::defaults(), taken).message(), QStringLiteral("Ya existe «taken.json»: elige otro nombre"));
     const QString path = sandbox.file(QStringLiteral("perfil.json"));
     const auto descriptors = [] { return QDir(QStringLiteral("/proc/self/fd")).count(); };
     const auto before = descriptors();

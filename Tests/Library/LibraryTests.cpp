@@ -198,9 +198,10 @@ TEST(PhotoItem, NamesSortAsAFileBrowserDoesWithAPathTieBreak)
     // A record never comes before itself.
     EXPECT_FALSE(PhotoItem::ordered(item("/f/a.nef"), item("/f/a.nef")));
     // Records built field by field (no collation key kept) must agree with scanned ones.
-    PhotoItem bare;
+    PhotoItem bare, bare10;
     bare.url = QStringLiteral("/f/IMG_9.nef");
-    EXPECT_TRUE(PhotoItem::ordered(bare, item("/f/IMG_10.nef")));
+    bare10.url = QStringLiteral("/f/IMG_10.nef");
+    EXPECT_TRUE(PhotoItem::ordered(bare, item("/f/IMG_10.nef")) && PhotoItem::ordered(bare, bare10));
     EXPECT_FALSE(PhotoItem::ordered(item("/f/IMG_10.nef"), bare));
 }
 

@@ -248,7 +248,7 @@ TEST(SessionLabel, RawValuesRoundTripAndNothingElseIsALabel)
 TEST(CaptureTimeReader, TimeTextMustBeExact)
 {
     const struct { const char* text; bool valid; } rows[] = {
-        {"2024:03:01 10:15:30", true},   {"2024:02:29 23:59:59", true},  {"2024:03:01 10:15:30  ", true},
+        {"2024:03:01 10:15:30", true},   {"2024:02:29 23:59:59", true},  {"2024:03:01 10:15:30  ", true}, {"2024:03:01 00:00:00", true},
         {"2023:02:29 10:15:30", false},  {"2024:03:01 24:00:00", false}, {"2024-03-01 10:15:30", false},
         {"2024:03:01T10:15:30", false},  {"    :  :     :  :  ", false}, {"2024:03:01 10:15", false},
         // A letter in the last place as in the first: read as digits, a letter would still make a valid year.

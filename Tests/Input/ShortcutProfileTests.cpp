@@ -13,9 +13,11 @@
 #include "Input/KeyCodeTable.h"
 #include "Input/ShortcutProfile.h"
 #include "Input/ShortcutProfileFile.h"
+#include "Support/ProfileExpectations.h"
 #include "Support/Sandbox.h"
 
 using namespace vantelor;
+using test::expectSameProfile;
 
 namespace {
 
@@ -30,9 +32,6 @@ ShortcutProfile withCustom(std::initializer_list<ShortcutBinding> custom) { retu
 
 QString failureOf(const Result<ShortcutProfile>& result) { return result ? QStringLiteral("(válido)") : result.message(); }
 
-// Displays included: the equality of triggers alone would not notice a lost display.
-void expectSameProfile(const ShortcutProfile& actual, const ShortcutProfile& expected)
-{ EXPECT_EQ(actual, expected); EXPECT_EQ(actual.toJson(), expected.toJson()); }
 QByteArray profileJson(const QString& trigger, const QString& action = QStringLiteral("\"copy\""))
 { return QStringLiteral(R"({"version": 1, "bindings": [{"action": %1, "trigger": {%2}}]})").arg(action, trigger).toUtf8(); }
 

@@ -5,13 +5,14 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include "Input/InputTestSupport.h"
 #include "Input/KeyCodeTable.h"
 #include "Input/ShortcutProfileFile.h"
 #include "Model/ShortcutStore.h"
+#include "Support/ProfileExpectations.h"
 #include "Support/Sandbox.h"
 
 using namespace vantelor;
+using test::expectSameProfile;
 
 namespace {
 

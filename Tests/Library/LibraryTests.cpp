@@ -57,7 +57,7 @@ PhotoItem item(const QString& path, qint64 bytes = 10, qint64 msecs = 0, const Q
 
 const QByteArray march1Text("2024:03:01 10:15:30");
 const QDateTime march1 = QDateTime(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
-ExifInfo dated(const QByteArray& text = march1Text) { ExifInfo info; info.dateTimeOriginal = text; return info; }
+ExifInfo dated(const QByteArray& text = march1Text) { return {.dateTimeOriginal = text}; }
 QByteArray tiffWithDate(const TiffIfd& exif) { return TiffWriter::write({TiffIfd().exif(exif)}); }
 
 // Every batch until the end; checks on the way that each snapshot is sorted.

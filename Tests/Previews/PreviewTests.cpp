@@ -116,20 +116,16 @@ QImage verticalStep(int width, int height, int edge, int level = 255)
 TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceUprightOrIsMarkedDamaged)
 {
     const auto cut = [](const QByteArray& bytes, double keep) { return bytes.left(qsizetype(double(bytes.size()) * keep)); };
-    NefLayout nef, cutNef;
-    nef.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)};
-    nef.exif.model = QByteArray("NIKON Z 6_2");
+    const NefLayout nef{.previews = {makeJpeg(160, 120), makeJpeg(patternImage(1200, 800), 90)}, .exif = {.model = "NIKON Z 6_2"}};
     // Its raw data is a dummy that LibRaw cannot decode either: the cut preview is all there is.
-    cutNef.previews = {cut(makeJpeg(640, 480), 0.5)};
+    const NefLayout cutNef{.previews = {cut(makeJpeg(640, 480), 0.5)}};
     const QByteArray thumbnail = makeJpeg(160, 120);
-    ExifInfo withThumbnail, cutThumbnail, damagedThumbnail, rotated;
-    withThumbnail.thumbnailJpeg = thumbnail;
-    cutThumbnail.thumbnailJpeg = cut(thumbnail, 0.5);
+    const ExifInfo withThumbnail{.thumbnailJpeg = thumbnail};
+    const ExifInfo cutThumbnail{.thumbnailJpeg = cut(thumbnail, 0.5)};
     // A thumbnail that does not decode, in a file with an orientation: the image itself serves.
-    damagedThumbnail.orientation = 1;
-    damagedThumbnail.thumbnailJpeg = QByteArray("\xFF\xD8\xFF\xDB", 4) + QByteArray(300, '\x5A');
+    const ExifInfo damagedThumbnail{.orientation = 1, .thumbnailJpeg = QByteArray("\xFF\xD8\xFF\xDB", 4) + QByteArray(300, '\x5A')};
     // An orientation that exiv2 reads, for an image that never decodes (a scan without a frame).
-    rotated.orientation = 6;
+    const ExifInfo rotated{.orientation = 6};
     const QByteArray noiseRotated = QByteArray("\xFF\xD8", 2) + jpegSegment(0xE1, exifApp1(rotated))
         + jpegSegment(0xDA, QByteArray(10, '\0')) + QByteArray(5000, '\xA7');
     const QImage image = patternImage(900, 600);
@@ -181,12 +177,9 @@ TEST(PreviewDecoder, EachFormatTakesItsCheapestSourceUprightOrIsMarkedDamaged)
     for (int orientation = 1; orientation <= 8; ++orientation) {
         const auto& s = stored[orientation - 1];
         const QImage pixels = upright.transformed(QTransform().rotate(s.degrees)).mirrored(s.horizontal, s.vertical);
-        ExifInfo exif, misleading;
-        exif.orientation = quint16(orientation);
-        misleading.orientation = quint16(9 - orientation);
-        NefLayout turned;
-        turned.previews = {makeJpeg(pixels, 92, misleading)};
-        turned.exif.orientation = quint16(orientation);
+        const ExifInfo exif{.orientation = quint16(orientation)};
+        const ExifInfo misleading{.orientation = quint16(9 - orientation)};
+        const NefLayout turned{.previews = {makeJpeg(pixels, 92, misleading)}, .exif = exif};
         rows.append({QStringLiteral("turned-%1.jpg").arg(orientation), makeJpeg(pixels, 92, exif), 2560, upright.size(), Source::fullImage, "", false});
         rows.append({QStringLiteral("turned-%1.nef").arg(orientation), makeNef(turned), 2560, upright.size(), Source::nikonPreview, "", false});
     }
@@ -281,13 +274,12 @@ TEST(Downscale, JpegsDecodeAtTheSmallestScaleAndReductionsFollowAnAreaFilter)
 // while LibRaw, like for the raws that only it knows, reads its header and EXIF block.
 TEST(PhotoMetadata, ReadsCaptureDataFromExifOrLibRawAndFormatsIt)
 {
-    ExifInfo exif;
-    exif.dateTimeOriginal = "2024:03:01 10:15:30";
-    exif.model = QByteArray("NIKON Z 8");  // the DNG's own IFD0 names its camera
-    exif.lens = "RF24-70mm F2.8 L IS USM";
-    exif.iso = 3200;
-    exif.fNumber = {28, 10};
-    exif.exposureTime = {1, 250};
+    const ExifInfo exif{.dateTimeOriginal = "2024:03:01 10:15:30",
+                        .model = "NIKON Z 8",  // the DNG's own IFD0 names its camera
+                        .lens = "RF24-70mm F2.8 L IS USM",
+                        .iso = 3200,
+                        .fNumber = QPair<quint32, quint32>{28, 10},
+                        .exposureTime = QPair<quint32, quint32>{1, 250}};
     QByteArray raw = makeDng(96, 64, exif);
     raw[2] = 43;
     const PhotoMetadata rawMetadata{96, 64, "Vantelor Test DNG", "RF24-70mm F2.8 L IS USM", "ISO 3200", "ƒ/2.8", "1/250 s"};
@@ -385,12 +377,7 @@ TEST(NikonPreview, TakesTheLongestValidPreviewAndBoundsEveryWalk)
     QByteArray notJpeg = jpegOfLength(9000, 3);
     notJpeg[0] = 'N';
     const auto withPreviews = [](const QList<QByteArray>& previews, bool littleEndian, int rawBytes = 4096) {
-        NefLayout layout;
-        layout.previews = previews;
-        layout.littleEndian = littleEndian;
-        layout.exif.model = QByteArray("NIKON Z 8");
-        layout.rawBytes = rawBytes;
-        return makeNef(layout);
+        return makeNef({.previews = previews, .exif = {.model = "NIKON Z 8"}, .littleEndian = littleEndian, .rawBytes = rawBytes});
     };
     const QByteArray large4MB = jpegOfLength(4'000'000, 5);
     const auto withIfd = [&jpeg](const TiffIfd& ifd) { return TiffWriter::write({ifd}, true) + jpeg; };

@@ -14,15 +14,15 @@ namespace vantelor::test {
 
 // The capture data a fixture carries in its EXIF block. Absent fields are not written.
 struct ExifInfo {
-    std::optional<QByteArray> dateTimeOriginal;  // "2024:03:01 10:15:30"
-    std::optional<QByteArray> make;
-    std::optional<QByteArray> model;
-    std::optional<QByteArray> lens;
-    std::optional<quint16> iso;
-    std::optional<QPair<quint32, quint32>> fNumber;       // {28, 10} = ƒ/2.8
-    std::optional<QPair<quint32, quint32>> exposureTime;  // {1, 250}
-    std::optional<quint16> orientation;                   // 1…8, in IFD0
-    std::optional<QByteArray> thumbnailJpeg;              // IFD1 thumbnail (JPEG files)
+    std::optional<QByteArray> dateTimeOriginal = {};  // "2024:03:01 10:15:30"
+    std::optional<QByteArray> make = {};
+    std::optional<QByteArray> model = {};
+    std::optional<QByteArray> lens = {};
+    std::optional<quint16> iso = {};
+    std::optional<QPair<quint32, quint32>> fNumber = {};       // {28, 10} = ƒ/2.8
+    std::optional<QPair<quint32, quint32>> exposureTime = {};  // {1, 250}
+    std::optional<quint16> orientation = {};                   // 1…8, in IFD0
+    std::optional<QByteArray> thumbnailJpeg = {};              // IFD1 thumbnail (JPEG files)
 };
 
 // The IFD0 tags and EXIF IFD of an ExifInfo, for building larger structures.
@@ -51,8 +51,8 @@ QByteArray jpegSegment(uchar type, const QByteArray& payload);
 // and the EXIF IFD, SubIFDs holding the embedded JPEG previews (NewSubfileType 1) and a
 // raw-data IFD (compression 34713) with a dummy strip.
 struct NefLayout {
-    QList<QByteArray> previews;   // embedded JPEGs, one SubIFD each, in order
-    ExifInfo exif;
+    QList<QByteArray> previews = {};   // embedded JPEGs, one SubIFD each, in order
+    ExifInfo exif = {};
     bool littleEndian = false;    // Nikon writes big-endian ("MM")
     int rawBytes = 4096;
     QSize rawSize{64, 32};        // the sensor size the raw-data IFD declares

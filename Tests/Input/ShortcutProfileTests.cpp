@@ -33,7 +33,9 @@ ShortcutProfile withCustom(std::initializer_list<ShortcutBinding> custom) { retu
 QString failureOf(const Result<ShortcutProfile>& result) { return result ? QStringLiteral("(válido)") : result.message(); }
 
 QByteArray profileJson(const QString& trigger, const QString& action = QStringLiteral("\"copy\""))
-{ return QStringLiteral(R"({"version": 1, "bindings": [{"action": %1, "trigger": {%2}}]})").arg(action, trigger).toUtf8(); }
+{
+    return QStringLiteral(R"({"version": 1, "bindings": [{"action": %1, "trigger": {%2}}]})").arg(action, trigger).toUtf8();
+}
 
 const QString reserved = QStringLiteral("Este atajo está reservado para las ventanas y aplicaciones de macOS");
 const QString mouseRule = QStringLiteral("Usa el botón central o un botón adicional del ratón");

@@ -37,23 +37,29 @@ thread_local int entriesBeforeFailure = -1;
 extern "C" ssize_t pread(int fd, void* buffer, size_t count, off_t offset)
 {
     static const auto real = reinterpret_cast<ssize_t (*)(int, void*, size_t, off_t)>(dlsym(RTLD_NEXT, "pread"));
-    if (std::exchange(interruptNextRead, false))
-        return errno = EINTR, -1;
+    if (std::exchange(interruptNextRead, false)) {
+        errno = EINTR;
+        return -1;
+    }
     return real(fd, buffer, count, offset);
 }
 
 extern "C" dirent* readdir(DIR* dir)
 {
     static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
-    if (entriesBeforeFailure >= 0 && entriesBeforeFailure-- == 0)
-        return errno = EIO, nullptr;
+    if (entriesBeforeFailure >= 0 && entriesBeforeFailure-- == 0) {
+        errno = EIO;
+        return nullptr;
+    }
     return real(dir);
 }
 
 namespace {
 
 PhotoItem item(const QString& path, qint64 bytes = 10, qint64 msecs = 0, const QString& id = QStringLiteral("x"))
-{ return PhotoItem(path, bytes, FileStat::distantPast(), QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC), id); }
+{
+    return PhotoItem(path, bytes, FileStat::distantPast(), QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC), id);
+}
 
 const QByteArray march1Text("2024:03:01 10:15:30");
 const QDateTime march1 = QDateTime(QDate(2024, 3, 1), QTime(10, 15, 30), Qt::UTC);
@@ -65,14 +71,17 @@ ScanSnapshot scanAll(FolderIndexer& indexer, QList<int>* counts = nullptr)
 {
     for (int calls = 0; calls < 100000; ++calls) {
         const auto snapshot = indexer.nextBatch().result();
-        if (!snapshot.ok() || !std::is_sorted(snapshot->photos.begin(), snapshot->photos.end(), PhotoItem::ordered))
-            return ADD_FAILURE() << snapshot.message().toStdString(), ScanSnapshot{};
+        if (!snapshot.ok() || !std::is_sorted(snapshot->photos.begin(), snapshot->photos.end(), PhotoItem::ordered)) {
+            ADD_FAILURE() << snapshot.message().toStdString();
+            return {};
+        }
         if (counts)
             counts->append(int(snapshot->photos.size()));
         if (snapshot->finished)
             return *snapshot;
     }
-    return ADD_FAILURE() << "the scan never finished", ScanSnapshot{};
+    ADD_FAILURE() << "the scan never finished";
+    return {};
 }
 
 QStringList urlsOf(const QList<PhotoItem>& photos)

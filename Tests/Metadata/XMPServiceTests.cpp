@@ -365,7 +365,10 @@ TEST(XMPServiceSave, anotherWriterAtEachStepNeverLosesData)
             case A::remove: ASSERT_EQ(::unlink(native.constData()), 0); break;
             case A::makeFifo: ASSERT_TRUE(::unlink(native.constData()) == 0 && ::mkfifo(native.constData(), 0644) == 0); break;
             case A::failSync: syncFails = true; break;
-            case A::lock: lock = ::open(native.constData(), O_RDONLY); ASSERT_EQ(::flock(lock, LOCK_EX), 0); break;
+            case A::lock:
+                lock = ::open(native.constData(), O_RDONLY);
+                ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+                break;
             }
         };
         scene.service.setSaveSeam(seam);

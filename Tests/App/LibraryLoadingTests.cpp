@@ -156,7 +156,7 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
     h.scans.deliver(h.scans.requests.last(), {QStringLiteral("1.jpg"), QStringLiteral("2.jpg")}, true);
     ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
     h.model->select(QStringLiteral("/shoot/a/2.jpg"));
-    h.previews.answer(h.previews.loads().last());
+    h.previews.answer(h.previews.lastLoad());
     ASSERT_TRUE(eventually([&] { return h.model->displayedID() == QStringLiteral("/shoot/a/2.jpg"); }));
 
     h.model->open(QStringLiteral("/shoot/b"));
@@ -170,7 +170,7 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
     EXPECT_EQ(h.scans.created.size(), 2) << "no scan for a complete tab";
     EXPECT_EQ(h.model->selectedID(), QStringLiteral("/shoot/a/2.jpg"));
     EXPECT_EQ(h.model->search(), QString());
-    EXPECT_EQ(h.previews.loads().last().item.name(), QStringLiteral("2.jpg"));
+    EXPECT_EQ(h.previews.lastLoad().item.name(), QStringLiteral("2.jpg"));
     EXPECT_EQ(h.previews.clears, clears + 1);
 
     h.model->open(QStringLiteral("/shoot/b"));
@@ -180,26 +180,27 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
 
 TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
 {
-    struct Row { QStringList open; QString close; std::optional<QString> folder; QStringList tabs; };
+    Harness h(true);
+    for (const char* folder : {"/t/a", "/t/b", "/t/c", "/t/d", "/t/b"}) {
+        h.model->open(QString::fromLatin1(folder));
+        if (h.scans.requests.last().promise->future().isRunning())
+            h.scans.deliver(h.scans.requests.last(), {QStringLiteral("p.jpg")}, true);
+        ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
+    }
+    struct Row { const char* name; QString close; std::optional<QString> folder; QStringList tabs; };
     const QList<Row> rows = {
-        {{"/t/a", "/t/b", "/t/c", "/t/b"}, "/t/b", "/t/c", {"/t/a", "/t/c"}},
-        {{"/t/a", "/t/b", "/t/c"}, "/t/c", "/t/b", {"/t/a", "/t/b"}},
-        {{"/t/a", "/t/b"}, "/t/a", "/t/b", {"/t/b"}},
-        {{"/t/a"}, "/t/a", std::nullopt, {}},
+        {"the current one: the next opens", "/t/b", "/t/c", {"/t/a", "/t/c", "/t/d"}},
+        {"another one: the current stays", "/t/d", "/t/c", {"/t/a", "/t/c"}},
+        {"the current and last: the one before opens", "/t/c", "/t/a", {"/t/a"}},
+        {"the only one", "/t/a", std::nullopt, {}},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.close.toStdString());
-        Harness h(true);
-        for (const QString& folder : row.open) {
-            h.model->open(folder);
-            if (h.scans.requests.last().promise->future().isRunning())
-                h.scans.deliver(h.scans.requests.last(), {QStringLiteral("p.jpg")}, true);
-            ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
-        }
+        SCOPED_TRACE(row.name);
         const int clears = h.previews.clears;
         h.model->closeTab(row.close);
         EXPECT_EQ(h.model->folder(), row.folder);
         EXPECT_EQ(h.model->tabs(), row.tabs);
+        ASSERT_TRUE(eventually([&] { return !h.model->isPreparing(); }));
         if (!row.folder) {
             EXPECT_TRUE(h.model->photos().isEmpty() && h.model->visiblePhotos().isEmpty());
             EXPECT_FALSE(h.model->selectedID().has_value());

@@ -28,7 +28,7 @@ struct Strip {
     void show(int i)
     {
         h.model->select(url(i));
-        h.previews.answer(h.previews.loads().last());
+        h.previews.answer(h.previews.lastLoad());
         settle();
     }
     Harness h{true};
@@ -57,7 +57,7 @@ TEST(LibrarySelection, SteppingStopsAtBothEndsAndClicksFollowTheModifiers)
         row.act();
         EXPECT_EQ(m.selectedID(), row.current);
         EXPECT_EQ(m.selectedIDs(), row.selection);
-        EXPECT_EQ(s.h.previews.loads().last().item.url, row.current) << "the preview follows the current photo";
+        EXPECT_EQ(s.h.previews.lastLoad().item.url, row.current) << "the preview follows the current photo";
     }
 }
 
@@ -130,7 +130,7 @@ TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)
     for (const Row row : {Row{"answer already queued when the user steps", true}, Row{"answer after the step", false}}) {
         SCOPED_TRACE(row.name);
         Strip s;
-        const auto first = s.h.previews.loads().last();
+        const auto first = s.h.previews.lastLoad();
         ASSERT_EQ(first.item.url, s.url(1));
         if (row.firstAnswerBeforeTheStep)
             s.h.previews.answer(first);
@@ -142,7 +142,7 @@ TEST(LibraryPreview, OnlyTheAnswerForTheCurrentPhotoIsShown)
         EXPECT_FALSE(s.h.model->displayedID().has_value());
         EXPECT_TRUE(s.h.model->previewLoading());
 
-        s.h.previews.answer(s.h.previews.loads().last());
+        s.h.previews.answer(s.h.previews.lastLoad());
         settle();
         EXPECT_EQ(s.h.model->displayedID(), s.url(2));
         EXPECT_FALSE(s.h.model->previewLoading());
@@ -188,15 +188,15 @@ TEST(LibraryPreview, ZoomFetchesTheLargePreviewOnceAndFailuresShowTheirMessage)
     s.h.model->run(ActionID::zoomIn);
     EXPECT_EQ(s.h.model->zoom(), 1.0);
     ASSERT_EQ(loadsOf3(), 2);
-    EXPECT_EQ(s.h.previews.loads().last().dimension, LibraryModel::zoomedDimension);
-    s.h.previews.answer(s.h.previews.loads().last(), 6048);
+    EXPECT_EQ(s.h.previews.lastLoad().dimension, LibraryModel::zoomedDimension);
+    s.h.previews.answer(s.h.previews.lastLoad(), 6048);
     settle();
     s.h.model->run(ActionID::zoomIn);
     s.h.model->run(ActionID::fit);
     EXPECT_EQ(loadsOf3(), 2) << "the large preview serves every zoom and fit";
 
     s.h.model->select(s.url(8));
-    s.h.previews.fail(s.h.previews.loads().last());
+    s.h.previews.fail(s.h.previews.lastLoad());
     settle();
     EXPECT_EQ(s.h.model->previewError(), QStringLiteral("No se puede leer la vista previa de 08.jpg. El archivo puede ser incompatible, estar dañado o desconectado."));
     EXPECT_FALSE(s.h.model->previewLoading());

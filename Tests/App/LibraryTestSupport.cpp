@@ -1,6 +1,5 @@
 #include "LibraryTestSupport.h"
 
-#include <algorithm>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -31,20 +30,17 @@ void finishElsewhere(const std::shared_ptr<QPromise<T>>& promise, T value)
     }).join();
 }
 
-class ScriptedIndexer final : public FolderIndexing {
-public:
-    ScriptedIndexer(ScriptedScans& scans, QString folder) : m_scans(scans), m_folder(std::move(folder)) {}
-
+// Each batch asked for becomes a request that the test answers.
+struct ScriptedIndexer final : FolderIndexing {
+    ScriptedIndexer(ScriptedScans& scans, QString folder) : scans(scans), folder(std::move(folder)) {}
     QFuture<Result<ScanSnapshot>> nextBatch() override
     {
-        m_scans.requests.append({m_folder, started<Result<ScanSnapshot>>()});
-        return m_scans.requests.last().promise->future();
+        scans.requests.append({folder, started<Result<ScanSnapshot>>()});
+        return scans.requests.last().promise->future();
     }
     QFuture<void> cancel() override { return QtFuture::makeReadyFuture(); }
-
-private:
-    ScriptedScans& m_scans;
-    QString m_folder;
+    ScriptedScans& scans;
+    const QString folder;
 };
 
 } // namespace
@@ -53,13 +49,6 @@ QFuture<Result<PreviewResult>> FakePreviews::add(const PhotoItem& item, int dime
 {
     calls.append({item, dimension, warming, started<Result<PreviewResult>>()});
     return calls.last().promise->future();
-}
-
-QList<FakePreviews::Call> FakePreviews::loads() const
-{
-    QList<Call> out;
-    std::copy_if(calls.begin(), calls.end(), std::back_inserter(out), [](const Call& call) { return !call.warming; });
-    return out;
 }
 
 QStringList FakePreviews::livePrefetches() const

@@ -1,16 +1,11 @@
 #pragma once
 
-#include <memory>
+#include <algorithm>
 
 #include <QCoreApplication>
-#include <QPromise>
-#include <QStringList>
 #include <QTest>
 
-#include "Library/FolderIndexing.h"
-#include "Model/FolderChooser.h"
 #include "Model/LibraryModel.h"
-#include "Previews/PreviewLoading.h"
 
 namespace vantelor::test {
 
@@ -28,8 +23,8 @@ public:
     QFuture<Result<PreviewResult>> prefetch(const PhotoItem& item, int dimension) override { return add(item, dimension, true); }
     void clearCache() override { ++clears; }
 
-    // The display loads, oldest first, and the photo names of the prefetches still wanted.
-    QList<Call> loads() const;
+    // The newest display load, and the photo names of the prefetches still wanted.
+    Call lastLoad() const { return *std::find_if(calls.rbegin(), calls.rend(), [](const Call& c) { return !c.warming; }); }
     QStringList livePrefetches() const;
     // Answers a display load with an image whose longer side is `size`, or with a failure.
     void answer(const Call& call, int size = 2560) const;

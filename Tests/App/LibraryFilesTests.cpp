@@ -128,8 +128,7 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
     struct Row { const char* name; QByteArray sidecar; bool autoSave; QString status; };
     const QList<Row> rows = {
         {"saved first, then closed", XmpFixtures::lightroom(1, std::nullopt), false, QString()},
-        {"refused sidecar keeps it", "<?xml version=\"1.0\"?><!DOCTYPE x><x/>", true,
-         QStringLiteral("El XMP debe ser XML UTF-8 sin DTD ni entidades")},
+        {"refused sidecar keeps it", "<?xml version=\"1.0\"?><!DOCTYPE x><x/>", true, QStringLiteral("El XMP debe ser XML UTF-8 sin DTD ni entidades")},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
@@ -235,8 +234,7 @@ TEST(LibraryRecovery, AnInterruptedTransferIsShownAndPutRightWithEachPhotoOnceAf
         EXPECT_TRUE(h.model->recoveryFinding().isEmpty());
         EXPECT_FALSE(h.model->recoveryOutcome().isEmpty());
         EXPECT_EQ(visible(src).size(), row.atSource);
-        EXPECT_EQ(QDir(dest).entryList(QDir::Hidden | QDir::AllEntries | QDir::NoDotAndDotDot).size(), row.atDestination)
-            << "no staging folder is left";
+        EXPECT_EQ(QDir(dest).entryList(QDir::Hidden | QDir::AllEntries | QDir::NoDotAndDotDot).size(), row.atDestination) << "no staging folder is left";
         EXPECT_EQ(h.model->photos().size(), row.openSource ? row.atSource : row.atDestination) << "the folder is read again";
         // What stays in the recovery folder after a finished move is no reason to ask again.
         EXPECT_FALSE(TransferRecovery::mayNeedAttention(src));

@@ -166,7 +166,7 @@ TEST(LibraryPreview, PrefetchLooksFurtherInTheDirectionOfTravel)
             s.show(i);
         QStringList expected;
         for (int i : row.expected)
-            expected.append(QStringLiteral("%1.jpg").arg(i, 2, 10, QLatin1Char('0')));
+            expected.append(Strip::name(i));
         QStringList live = s.h.previews.livePrefetches();
         std::sort(live.begin(), live.end());
         std::sort(expected.begin(), expected.end());

@@ -95,14 +95,6 @@ void ScriptedScans::failWith(const Request& request, const Failure& failure) con
     finishElsewhere(request.promise, Result<ScanSnapshot>(failure));
 }
 
-QStringList names(const QList<PhotoItem>& photos)
-{
-    QStringList out;
-    for (const PhotoItem& photo : photos)
-        out.append(photo.name());
-    return out;
-}
-
 QByteArray nefWithDate(const char* date) { return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt); }
 
 QByteArray jpegWithDate(const char* date)

@@ -69,7 +69,6 @@ inline PhotoItem photoAt(const QString& path)
     const QDateTime time = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
     return PhotoItem(path, 1000, time, time, path);
 }
-QStringList names(const QList<PhotoItem>& photos);
 
 // A small NEF and a small JPEG, each with its capture time if given.
 QByteArray nefWithDate(const char* date = nullptr);

@@ -2,7 +2,6 @@
 
 #include <linux/input-event-codes.h>
 
-#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -12,7 +11,6 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include "Input/ShortcutProfile.h"
 #include "KeyboardInput.h"
 #include "KeyboardTestSupport.h"
 #include "Model/ShortcutStore.h"
@@ -243,8 +241,7 @@ TEST(ShortcutSettings, ConflictsAndErrorsShowInTheirBarsAndResetKeepsOnlyTheBasi
     screen.click(QStringLiteral("add-copy"));
     pressKey(&screen.window, KEY_G, Qt::Key_G, QStringLiteral("g"));
     EXPECT_TRUE(child<QWidget>(screen.window, "errorBar")->isVisible());
-    EXPECT_EQ(child<QLabel>(screen.window, "errorText")->text(),
-              QStringLiteral("Este atajo básico se conserva para Alternar hoja de contactos"));
+    EXPECT_EQ(child<QLabel>(screen.window, "errorText")->text(), QStringLiteral("Este atajo básico se conserva para Alternar hoja de contactos"));
     screen.click(QStringLiteral("add-copy"));
     screen.press(Qt::ForwardButton);
     EXPECT_FALSE(child<QWidget>(screen.window, "errorBar")->isVisible());

@@ -15,8 +15,7 @@ namespace vantelor::test {
 
 // A key press as X11 and Wayland deliver it: to the window, with the evdev code + 8 as the native
 // scan code, then its release.
-inline void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString& text = {},
-                     Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool repeat = false)
+inline void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString& text = {}, Qt::KeyboardModifiers modifiers = Qt::NoModifier, bool repeat = false)
 {
     QKeyEvent press(QEvent::KeyPress, key, modifiers, evdev + 8, 0, 0, text, repeat);
     QApplication::sendEvent(window->windowHandle(), &press);
@@ -25,8 +24,7 @@ inline void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString&
 }
 
 // A mouse button pressed and released, through the window system's path.
-inline void clickButton(QWidget* window, Qt::MouseButton button, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
-                        QPoint at = QPoint(5, 5))
+inline void clickButton(QWidget* window, Qt::MouseButton button, Qt::KeyboardModifiers modifiers = Qt::NoModifier, QPoint at = QPoint(5, 5))
 {
     QTest::mousePress(window->windowHandle(), button, modifiers, at);
     QTest::mouseRelease(window->windowHandle(), button, modifiers, at);

@@ -4,7 +4,6 @@
 
 #include "LibraryTestSupport.h"
 #include "Model/LaunchOpener.h"
-#include "Model/LaunchTarget.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 
@@ -42,15 +41,6 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
 }
 
 namespace {
-
-// A shoot of three photos; the scanner needs only their names.
-QString shoot(const Sandbox& sandbox, const QString& name)
-{
-    const QString folder = sandbox.mkdir(name);
-    for (const char* photo : {"DSC_0001.JPG", "DSC_0002.JPG", "DSC_0003.JPG"})
-        sandbox.write(name + QLatin1Char('/') + QString::fromLatin1(photo), "no es un JPEG");
-    return folder;
-}
 
 // One launch of the probe program, which claims the instance as the application does.
 struct Launch {
@@ -125,9 +115,14 @@ TEST(SingleInstance, LaunchesAtTheSameMomentMakeExactlyOneInstance)
 
 TEST(LaunchOpener, FolderOpenedBeforePreparationEndsCancelsThePhotoSelection)
 {
+    // Two shoots of three photos; the scanner needs only their names.
     Sandbox sandbox;
-    const QString boda = shoot(sandbox, QStringLiteral("Boda"));
-    const QString viaje = shoot(sandbox, QStringLiteral("Viaje"));
+    const QString boda = sandbox.mkdir(QStringLiteral("Boda"));
+    const QString viaje = sandbox.mkdir(QStringLiteral("Viaje"));
+    for (const QString& photo : {QStringLiteral("DSC_0001.JPG"), QStringLiteral("DSC_0002.JPG"), QStringLiteral("DSC_0003.JPG")}) {
+        sandbox.write(QStringLiteral("Boda/") + photo, "no es un JPEG");
+        sandbox.write(QStringLiteral("Viaje/") + photo, "no es un JPEG");
+    }
     Harness harness;
     LaunchOpener opener(*harness.model);
     opener.open({LaunchTarget{boda, Paths::join(boda, QStringLiteral("DSC_0003.JPG"))}});

@@ -1,20 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <memory>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <QApplication>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTest>
 #include <QTreeView>
 
 #include "LibraryTestSupport.h"
 #include "Model/FolderTags.h"
-#include "Model/LibraryModel.h"
 #include "Model/NavigatorModel.h"
 #include "NavigatorView.h"
 #include "Support/Paths.h"
@@ -29,8 +25,7 @@ namespace {
 constexpr int asyncTimeoutMs = 10000;
 
 // A navigator whose home is <sandbox>/home and whose only mount root is <sandbox>/media.
-std::unique_ptr<NavigatorModel> makeNavigator(const Sandbox& sandbox, bool persist = false,
-                                              FolderLabels::Attribute attribute = FolderLabels::xdgTags())
+std::unique_ptr<NavigatorModel> makeNavigator(const Sandbox& sandbox, bool persist = false, FolderLabels::Attribute attribute = FolderLabels::xdgTags())
 {
     const QString home = sandbox.mkdir(QStringLiteral("home"));
     return std::make_unique<NavigatorModel>(persist, std::move(attribute), home, QStringList{sandbox.file(QStringLiteral("media"))});
@@ -153,13 +148,8 @@ TEST(FolderLabels, LabelsRoundTripThroughTheFileManagersTags)
     model->setLabel(home, SessionLabel::none);
     EXPECT_TRUE(eventually([&] { return !tagsOf(home); }));
     EXPECT_EQ(model->label(home), SessionLabel::none) << "the last choice wins";
-}
 
-// A folder new in a list is read for its colour at once, not at the next refresh.
-TEST(FolderLabels, AFolderNewInAListShowsItsColour)
-{
-    Sandbox sandbox;
-    auto model = makeNavigator(sandbox);
+    // A folder new in a list is read for its colour at once, not at the next refresh.
     const QString shoot = sandbox.mkdir(QStringLiteral("shoot"));
     setTags(shoot, "Verde");
     model->record(shoot);
@@ -200,8 +190,6 @@ TEST(RecentFolders, KeepTheTwentyNewestFirstWithoutDuplicates)
 {
     struct Row { const char* what; QStringList recorded; QStringList expected; };
     const Row rows[] = {
-        {"newest first", {"/a", "/b", "/c"}, {"/c", "/b", "/a"}},
-        {"a folder recorded again moves to the top", {"/a", "/b", "/a"}, {"/a", "/b"}},
         {"the 21st drops the oldest", numbered(0, 20), numbered(20, 1)},
         {"reopening the oldest of 20 drops nothing", numbered(0, 19) << QStringLiteral("/fotos/0"), numbered(0, 0) + numbered(19, 1)},
     };
@@ -233,8 +221,7 @@ TEST(RecentFolders, RecentAndFavouritesSurviveARestartWithNamesThatAreNotUtf8)
     auto restarted = makeNavigator(sandbox, true);
     EXPECT_EQ(restarted->recentFolders(), (QStringList{latin1, QStringLiteral("/fotos/boda")}));
     EXPECT_EQ(restarted->favoriteFolders(), (QStringList{QStringLiteral("/fav/uno"), QStringLiteral("/fav/tres")}));
-    EXPECT_EQ(childPaths(*restarted, restarted->sectionIndex(NavigatorModel::Section::favorites)),
-              restarted->favoriteFolders());
+    EXPECT_EQ(childPaths(*restarted, restarted->sectionIndex(NavigatorModel::Section::favorites)), restarted->favoriteFolders());
     preferences().clear();
 }
 
@@ -335,8 +322,7 @@ TEST(NavigatorTree, ChangedFolderIsReadAgainWithoutCollapsingItsOpenRows)
 
     const QString added = sandbox.mkdir(QStringLiteral("home/Boda/Album"));
     EXPECT_TRUE(eventually([&] { return model->findFolder(added).isValid(); }));
-    EXPECT_TRUE(model->findFolder(sandbox.file(QStringLiteral("home/Boda/Ceremonia/Entrada"))).isValid())
-        << "the open folder kept its listing";
+    EXPECT_TRUE(model->findFolder(sandbox.file(QStringLiteral("home/Boda/Ceremonia/Entrada"))).isValid()) << "the open folder kept its listing";
     EXPECT_EQ(childPaths(*model, model->findFolder(sandbox.file(QStringLiteral("home/Boda")))),
               (QStringList{added, sandbox.file(QStringLiteral("home/Boda/Ceremonia"))}));
 

@@ -157,7 +157,9 @@ TEST(ShortcutStore, EveryChangeIsSavedAndSurvivesARestart)
     EXPECT_EQ(ShortcutStore(true).profile(), ShortcutProfile::defaults());
 }
 
-TEST(ShortcutStore, ExportNeverReplacesAFileAndImportGivesTheSameBindings)
+// An export never replaces a file, and importing it gives back the same bindings; a refused
+// export or import says why and leaves the bindings as they were.
+TEST(ShortcutStore, ExportAndImportGiveTheSameBindingsAndRefusalsChangeNothing)
 {
     test::Sandbox sandbox;
     const QString file = sandbox.file(ShortcutProfileFile::suggestedName);
@@ -167,39 +169,32 @@ TEST(ShortcutStore, ExportNeverReplacesAFileAndImportGivesTheSameBindings)
     const ShortcutProfile exported = store.profile();
     wait(store.exportProfile(file));
     EXPECT_FALSE(store.error().has_value()) << store.error().value_or(QString()).toStdString();
-
     store.reset();
-    wait(store.exportProfile(file));
-    EXPECT_EQ(store.error(), QStringLiteral("Ya existe «Vantelor-shortcuts.json»: elige otro nombre"));
-    wait(store.importProfile(file));
-    EXPECT_FALSE(store.error().has_value());
-    expectSameProfile(store.profile(), exported);
-}
+    record(store, ActionID::next, back);
+    const ShortcutProfile before = store.profile();
 
-TEST(ShortcutStore, RefusedImportsSayWhyAndChangeNothing)
-{
     const QByteArray notJson("shortcuts: all of them");
-    test::Sandbox sandbox;
-    struct Row { QString path; QString message; };  // path empty: the bytes are imported
+    struct Row { const char* name; std::function<QFuture<void>()> act; QString message; };
     const Row rows[] = {
-        {{}, ShortcutProfile::fromJson(notJson).message()},
-        {sandbox.mkdir(QStringLiteral("folder.json")), sandbox.file(QStringLiteral("folder.json")) + QStringLiteral(": Is a directory")},
-        {sandbox.write(QStringLiteral("big.json"), QByteArray(ShortcutProfile::maximumFileBytes + 1, ' ')), QStringLiteral("Perfil de atajos no compatible")},
+        {"export over a file", [&] { return store.exportProfile(file); }, QStringLiteral("Ya existe «Vantelor-shortcuts.json»: elige otro nombre")},
+        {"not JSON", [&] { store.importProfileBytes(notJson); return QtFuture::makeReadyFuture(); }, ShortcutProfile::fromJson(notJson).message()},
+        {"a folder", [&] { return store.importProfile(sandbox.mkdir(QStringLiteral("folder.json"))); },
+         sandbox.file(QStringLiteral("folder.json")) + QStringLiteral(": Is a directory")},
+        {"too large", [&] { return store.importProfile(sandbox.write(QStringLiteral("big.json"), QByteArray(ShortcutProfile::maximumFileBytes + 1, ' '))); },
+         QStringLiteral("Perfil de atajos no compatible")},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.message.toStdString());
-        ShortcutStore store(false);
-        record(store, ActionID::next, back);
-        const ShortcutProfile before = store.profile();
+        SCOPED_TRACE(row.name);
         QSignalSpy profileChanges(&store, &ShortcutStore::profileChanged);
-        if (row.path.isEmpty())
-            store.importProfileBytes(notJson);
-        else
-            wait(store.importProfile(row.path));
+        wait(row.act());
         EXPECT_EQ(store.error(), row.message);
         expectSameProfile(store.profile(), before);
         EXPECT_EQ(profileChanges.count(), 0);
     }
+
+    wait(store.importProfile(file));
+    EXPECT_FALSE(store.error().has_value());
+    expectSameProfile(store.profile(), exported);
 }
 
 TEST(ShortcutStore, OnlyTheLatestImportIsApplied)

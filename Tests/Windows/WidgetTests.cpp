@@ -4,9 +4,7 @@
 #include <QMouseEvent>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTest>
 #include <QTreeWidget>
-#include <QUrl>
 
 #include "HeaderBar.h"
 #include "HeaderResizeHandle.h"

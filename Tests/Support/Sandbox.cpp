@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
+
 #include "Support/Paths.h"
 
 namespace vantelor::test {
@@ -89,29 +91,20 @@ bool Sandbox::exists(const QString& relative) const
 
 QByteArray readFile(const QString& path)
 {
-    QByteArray out;
     const int fd = ::open(Paths::encode(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return out;
-    char buffer[65536];
-    ssize_t n;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0)
-        out.append(buffer, n);
-    ::close(fd);
-    return out;
+        return {};
+    QFile file;
+    file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+    return file.readAll();
 }
 
 void writeFile(const QString& path, const QByteArray& bytes)
 {
     const int fd = ::open(Paths::encode(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     ASSERT_GE(fd, 0) << "cannot create " << path.toStdString() << ": " << strerror(errno);
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.constData() + done, size_t(bytes.size() - done));
-        ASSERT_GT(n, 0);
-        done += n;
-    }
-    ::close(fd);
+    QFile file;
+    ASSERT_TRUE(file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle) && file.write(bytes) == bytes.size() && file.flush());
 }
 
 namespace {

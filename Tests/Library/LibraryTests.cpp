@@ -358,7 +358,7 @@ TEST(FolderIndexer, BatchesGrowTheWholeSortedListUntilTheEnd)
 {
     // A batch size below 2 is taken as 1; every entry uses a turn, so a batch may hold no photo.
     const struct { int photos; int others; int batchSize; QList<int> firstCounts; } rows[] = {
-        {0, 0, 256, {0}}, {600, 0, 256, {256, 512, 600}}, {2, 0, 0, {1, 2, 2}}, {5, 300, 10, {0, 0, 0}}};
+        {0, 0, 256, {0}}, {600, 0, 256, {256, 512, 600}}, {2, 0, 0, {1, 2, 2}}, {3, 0, 2, {2, 3}}, {5, 300, 10, {0, 0, 0}}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.photos);
         Sandbox box;

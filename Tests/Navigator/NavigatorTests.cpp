@@ -83,14 +83,12 @@ FolderLabels::Attribute refusingAttribute()
             [](const QString& folder, const QByteArray&) -> Status { return SystemError(EOPNOTSUPP, folder); }};
 }
 
-// /fotos/first … /fotos/last, counting up or down.
-QStringList numbered(int first, int last)
-{
-    QStringList folders;
-    for (int i = first, step = first <= last ? 1 : -1; i != last + step; i += step)
-        folders.append(QStringLiteral("/fotos/%1").arg(i));
-    return folders;
-}
+// A fresh sandbox and its navigator, for the tests that need nothing more.
+class NavigatorTree : public testing::Test {
+protected:
+    Sandbox sandbox;
+    std::unique_ptr<NavigatorModel> model = makeNavigator(sandbox);
+};
 
 } // namespace
 
@@ -186,46 +184,10 @@ TEST(FolderLabels, FileSystemWithoutAttributesKeepsTheLabelInThePreferences)
     preferences().clear();
 }
 
-TEST(RecentFolders, KeepTheTwentyNewestFirstWithoutDuplicates)
-{
-    struct Row { const char* what; QStringList recorded; QStringList expected; };
-    const Row rows[] = {
-        {"the 21st drops the oldest", numbered(0, 20), numbered(20, 1)},
-        {"reopening the oldest of 20 drops nothing", numbered(0, 19) << QStringLiteral("/fotos/0"), numbered(0, 0) + numbered(19, 1)},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        Sandbox sandbox;
-        auto model = makeNavigator(sandbox);
-        for (const QString& folder : row.recorded)
-            model->record(folder);
-        EXPECT_EQ(model->recentFolders(), row.expected);
-        EXPECT_EQ(childPaths(*model, model->sectionIndex(NavigatorModel::Section::recent)), row.expected);
-    }
-}
-
-TEST(RecentFolders, RecentAndFavouritesSurviveARestartWithNamesThatAreNotUtf8)
-{
-    preferences().clear();
-    Sandbox sandbox;
-    const QString latin1 = Paths::decode(QByteArray("/fotos/caf\xe9"));
-    {
-        auto model = makeNavigator(sandbox, true);
-        model->record(QStringLiteral("/fotos/boda"));
-        model->record(latin1);
-        for (const char* folder : {"/fav/uno", "/fav/dos", "/fav/tres"})
-            model->addFavorite(QString::fromUtf8(folder));
-        model->addFavorite(QStringLiteral("/fav/uno"));
-        model->removeFavorite(QStringLiteral("/fav/dos"));
-    }
-    auto restarted = makeNavigator(sandbox, true);
-    EXPECT_EQ(restarted->recentFolders(), (QStringList{latin1, QStringLiteral("/fotos/boda")}));
-    EXPECT_EQ(restarted->favoriteFolders(), (QStringList{QStringLiteral("/fav/uno"), QStringLiteral("/fav/tres")}));
-    EXPECT_EQ(childPaths(*restarted, restarted->sectionIndex(NavigatorModel::Section::favorites)), restarted->favoriteFolders());
-    preferences().clear();
-}
-
-TEST(RecentFolders, UnusableEntriesInThePreferencesAreDropped)
+// Stored entries that name no local folder, or one already listed, are dropped, and only the
+// twenty newest are kept; reopening the oldest of twenty drops none, a new one drops the oldest.
+// Both lists survive a restart, names that are not UTF-8 included.
+TEST(RecentFolders, KeepTheTwentyNewestFirstAndSurviveARestart)
 {
     preferences().clear();
     QStringList stored = {QStringLiteral("file:///a"), QStringLiteral("http://host/b"), QString(),
@@ -235,22 +197,36 @@ TEST(RecentFolders, UnusableEntriesInThePreferencesAreDropped)
         stored.append(QStringLiteral("file:///n/%1").arg(i));
     preferences().setValue(QStringLiteral("VantelorRecent"), stored);
     preferences().setValue(QStringLiteral("VantelorFavorites"), QStringLiteral("file:///solo"));
-    Sandbox sandbox;
-    auto model = makeNavigator(sandbox, true);
     QStringList expected = {QStringLiteral("/a"), QStringLiteral("/con espacio")};
     for (int i = 0; i < 18; ++i)
         expected.append(QStringLiteral("/n/%1").arg(i));
-    EXPECT_EQ(model->recentFolders(), expected);
-    EXPECT_EQ(model->favoriteFolders(), QStringList{QStringLiteral("/solo")});
+    Sandbox sandbox;
+    const QString latin1 = Paths::decode(QByteArray("/fotos/caf\xe9"));
+    {
+        auto model = makeNavigator(sandbox, true);
+        EXPECT_EQ(model->recentFolders(), expected);
+        EXPECT_EQ(model->favoriteFolders(), QStringList{QStringLiteral("/solo")});
+        model->record(QStringLiteral("/n/17"));
+        model->record(latin1);
+        expected = QStringList{latin1, QStringLiteral("/n/17")} + expected.mid(0, 18);
+        EXPECT_EQ(model->recentFolders(), expected);
+        EXPECT_EQ(childPaths(*model, model->sectionIndex(NavigatorModel::Section::recent)), expected);
+        for (const char* folder : {"/fav/uno", "/fav/dos"})
+            model->addFavorite(QString::fromUtf8(folder));
+        model->addFavorite(QStringLiteral("/solo"));
+        model->removeFavorite(QStringLiteral("/fav/uno"));
+    }
+    auto restarted = makeNavigator(sandbox, true);
+    EXPECT_EQ(restarted->recentFolders(), expected);
+    EXPECT_EQ(restarted->favoriteFolders(), (QStringList{QStringLiteral("/solo"), QStringLiteral("/fav/dos")}));
+    EXPECT_EQ(childPaths(*restarted, restarted->sectionIndex(NavigatorModel::Section::favorites)), restarted->favoriteFolders());
     preferences().clear();
 }
 
-TEST(RecentFolders, VanishedFoldersStayGreyedAndComeBackWithTheirVolume)
+TEST_F(NavigatorTree, VanishedListedFoldersStayGreyedAndComeBackWithTheirVolume)
 {
-    Sandbox sandbox;
     const QString card = sandbox.mkdir(QStringLiteral("tarjeta/DCIM"));
     const QString kept = sandbox.mkdir(QStringLiteral("kept"));
-    auto model = makeNavigator(sandbox);
     model->record(card);
     model->record(kept);
     model->addFavorite(card);
@@ -276,13 +252,11 @@ TEST(RecentFolders, VanishedFoldersStayGreyedAndComeBackWithTheirVolume)
     EXPECT_TRUE(model->canFetchMore(back));
 }
 
-TEST(NavigatorTree, ListingErrorStaysOnThatFolderRowOnly)
+TEST_F(NavigatorTree, ListingErrorStaysOnThatFolderRowOnly)
 {
-    Sandbox sandbox;
     const QString boda = sandbox.mkdir(QStringLiteral("fotos/Boda"));
     const QString viaje = sandbox.mkdir(QStringLiteral("fotos/Viaje"));
     const QString archivo = sandbox.mkdir(QStringLiteral("fotos/Archivo"));
-    auto model = makeNavigator(sandbox);
     ASSERT_TRUE(doAndWait(*model, &NavigatorModel::placesUpdated, [&] {
         for (const QString& folder : {viaje, archivo, boda})
             model->addFavorite(folder);
@@ -309,12 +283,13 @@ TEST(NavigatorTree, ListingErrorStaysOnThatFolderRowOnly)
     EXPECT_EQ(model->favoriteFolders().size(), 3) << "a failing folder stays a favourite";
 }
 
-// A folder opened below a place is watched too, and its change keeps the rows already open.
-TEST(NavigatorTree, ChangedFolderIsReadAgainWithoutCollapsingItsOpenRows)
+// A folder opened below a place is watched too, and its change keeps the rows already open. One
+// named in bytes that are not UTF-8 cannot be watched by name: a transfer into it is seen through
+// refresh().
+TEST_F(NavigatorTree, ChangedFolderIsReadAgainWithoutCollapsingItsOpenRows)
 {
-    Sandbox sandbox;
     sandbox.mkdir(QStringLiteral("home/Boda/Ceremonia/Entrada"));
-    auto model = makeNavigator(sandbox);
+    const QString latin1 = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9")));
     ASSERT_TRUE(expand(*model, homeRow(*model)));
     const QModelIndex boda = model->findFolder(sandbox.file(QStringLiteral("home/Boda")));
     ASSERT_TRUE(expand(*model, boda));
@@ -325,16 +300,25 @@ TEST(NavigatorTree, ChangedFolderIsReadAgainWithoutCollapsingItsOpenRows)
     EXPECT_TRUE(model->findFolder(sandbox.file(QStringLiteral("home/Boda/Ceremonia/Entrada"))).isValid()) << "the open folder kept its listing";
     EXPECT_EQ(childPaths(*model, model->findFolder(sandbox.file(QStringLiteral("home/Boda")))),
               (QStringList{added, sandbox.file(QStringLiteral("home/Boda/Ceremonia"))}));
-
     ASSERT_EQ(::rmdir(Paths::encode(added).constData()), 0);
     EXPECT_TRUE(eventually([&] { return !model->findFolder(added).isValid(); }));
+
+    const QModelIndex folder = model->findFolder(latin1);
+    ASSERT_TRUE(folder.isValid());
+    EXPECT_EQ(folder.data(Qt::DisplayRole).toString(), QStringLiteral("caf\uFFFD"));
+    ASSERT_TRUE(expand(*model, folder));
+    EXPECT_EQ(model->rowCount(folder), 0);
+    const QString session = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9/sesi\xf3n")));
+    model->refresh();
+    EXPECT_TRUE(eventually([&] { return model->findFolder(session).isValid(); }));
+    EXPECT_EQ(model->findFolder(session).data(NavigatorModel::PathRole).toString(), session) << "the bytes survive";
 }
 
-TEST(NavigatorTree, CardsAppearUnderVolumesAsTheyAreMounted)
+TEST_F(NavigatorTree, CardsAppearUnderVolumesAsTheyAreMounted)
 {
-    Sandbox sandbox;
+    // One card is there before the navigator starts.
     const QString first = sandbox.mkdir(QStringLiteral("media/NIKON D850"));
-    auto model = makeNavigator(sandbox);
+    model = makeNavigator(sandbox);
     const QModelIndex volumes = model->sectionIndex(NavigatorModel::Section::volumes);
     EXPECT_TRUE(eventually([&] { return childPaths(*model, volumes) == QStringList{first}; }));
 
@@ -343,11 +327,9 @@ TEST(NavigatorTree, CardsAppearUnderVolumesAsTheyAreMounted)
     EXPECT_EQ(childPaths(*model, volumes), (QStringList{second, first}));
 }
 
-TEST(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
+TEST_F(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
 {
-    Sandbox sandbox;
     const QString existing = sandbox.mkdir(QStringLiteral("home/Boda"));
-    auto model = makeNavigator(sandbox);
     const QModelIndex home = homeRow(*model);
     ASSERT_TRUE(expand(*model, home));
     ASSERT_TRUE(model->beginNewFolder(home).isValid());
@@ -390,25 +372,6 @@ TEST(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
     sandbox.mkdir(QStringLiteral("home/Carpeta nueva 2"));
     EXPECT_TRUE(eventually([&] { return model->rowCount(home) == 4; }));
     EXPECT_EQ(model->beginNewFolder(home).data(Qt::EditRole).toString(), QStringLiteral("Carpeta nueva 3"));
-}
-
-TEST(NavigatorTree, RefreshReadsAgainAFolderNamedInBytesThatAreNotUtf8)
-{
-    Sandbox sandbox;
-    const QString latin1 = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9")));
-    auto model = makeNavigator(sandbox);
-    ASSERT_TRUE(expand(*model, homeRow(*model)));
-    const QModelIndex folder = model->findFolder(latin1);
-    ASSERT_TRUE(folder.isValid());
-    EXPECT_EQ(folder.data(Qt::DisplayRole).toString(), QStringLiteral("caf\uFFFD"));
-    ASSERT_TRUE(expand(*model, folder));
-    EXPECT_EQ(model->rowCount(folder), 0);
-
-    // Such a folder cannot be watched by name: a transfer into it is seen through refresh().
-    const QString added = sandbox.mkdir(Paths::decode(QByteArray("home/caf\xe9/sesi\xf3n")));
-    model->refresh();
-    EXPECT_TRUE(eventually([&] { return model->findFolder(added).isValid(); }));
-    EXPECT_EQ(model->findFolder(added).data(NavigatorModel::PathRole).toString(), added) << "the bytes survive";
 }
 
 TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)

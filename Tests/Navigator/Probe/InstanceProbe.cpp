@@ -43,8 +43,6 @@ int main(int argc, char** argv)
                          if (--remaining <= 0)
                              QCoreApplication::exit(0);
                      });
-    if (remaining <= 0)
-        return 0;
     QTimer::singleShot(20000, &app, [] { QCoreApplication::exit(1); });
     return app.exec();
 }

@@ -23,13 +23,6 @@ inline void pressKey(QWidget* window, quint32 evdev, Qt::Key key, const QString&
     QApplication::sendEvent(window->windowHandle(), &release);
 }
 
-// A mouse button pressed and released, through the window system's path.
-inline void clickButton(QWidget* window, Qt::MouseButton button, Qt::KeyboardModifiers modifiers = Qt::NoModifier, QPoint at = QPoint(5, 5))
-{
-    QTest::mousePress(window->windowHandle(), button, modifiers, at);
-    QTest::mouseRelease(window->windowHandle(), button, modifiers, at);
-}
-
 inline void activate(QWidget& window)
 {
     window.show();

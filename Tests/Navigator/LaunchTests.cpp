@@ -99,7 +99,6 @@ TEST(SingleInstance, LaunchesAtTheSameMomentMakeExactlyOneInstance)
         Launch b(socket, 1, {QStringLiteral("/b")});
         const QStringList roles = {a.line(), b.line()};
         ASSERT_EQ(roles.count(QStringLiteral("primary")), 1) << roles.join(QLatin1Char(',')).toStdString();
-        ASSERT_EQ(roles.count(QStringLiteral("secondary")), 1);
         Launch& primary = roles[0] == QStringLiteral("primary") ? a : b;
         EXPECT_EQ(primary.line(), roles[0] == QStringLiteral("primary") ? QStringLiteral("/b") : QStringLiteral("/a"));
         EXPECT_TRUE(a.finishedCleanly());

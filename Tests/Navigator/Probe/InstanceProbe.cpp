@@ -16,8 +16,6 @@
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    if (argc < 3)
-        return 2;
     char cwd[4096];
     const QString working = ::getcwd(cwd, sizeof cwd) ? vantelor::Paths::decode(cwd) : QStringLiteral("/");
     QList<QByteArray> paths;

@@ -166,37 +166,29 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
 
 QStringList visible(const QString& folder) { return QDir(folder).entryList(QDir::Files); }
 
-// A transfer of every photo of `src` into `dest` that stopped after staging them all, placing
-// the first `placed` and taking the first `kept` originals into the recovery folder, as a killed
-// process leaves it.
-void interrupt(const QString& src, const QString& dest, TransferKind kind, int placed, int kept)
+// A transfer of every photo of `src` into `dest`, stopped as a killed process stops it: just
+// before its n-th rename (the copies are placed first, then a move takes the originals away).
+void killBeforeRename(const QString& src, const QString& dest, TransferKind kind, int n)
 {
+    struct Killed {};
+    struct Disk final : TransferFileSystem {
+        int renamesLeft;
+        Status renameExclusive(const QString& from, const QString& to) override
+        {
+            if (--renamesLeft == 0)
+                throw Killed{};
+            return TransferFileSystem::renameExclusive(from, to);
+        }
+    } disk;
+    disk.renamesLeft = n;
     QStringList photos;
     for (const QString& name : visible(src))
         photos.append(Paths::join(src, name));
-    FileWorkflow files;
-    const Result<TransferPlan> plan = files.plan(photos, dest, kind).result();
+    const Result<TransferPlan> plan = FileWorkflow().plan(photos, dest, kind).result();
     ASSERT_TRUE(plan.ok());
-    TransferFileSystem disk;
-    const QString staging = Paths::join(dest, TransferExecution::stagingPrefix() + plan->idText());
-    ASSERT_TRUE(disk.createFolder(staging));
-    ASSERT_TRUE(disk.writeNewFile(Paths::join(staging, TransferExecution::journalName()), plan->journal()));
-    const QString area = Paths::join(Paths::join(src, TransferExecution::recoveryAreaName()), plan->idText());
-    if (kept > 0) {
-        ASSERT_TRUE(disk.createFolder(Paths::parent(area)));
-        ASSERT_TRUE(disk.createFolder(area));
-        ASSERT_TRUE(disk.writeNewFile(Paths::join(area, TransferExecution::journalName()), plan->journal()));
-    }
-    for (qsizetype n = 0; n < plan->items.size(); ++n) {
-        const TransferItem& item = plan->items[n];
-        const QString copy = Paths::join(staging, QStringLiteral("item-%1").arg(n));
-        ASSERT_TRUE(disk.copyFile(item.source, copy));
-        if (n < placed) {
-            ASSERT_TRUE(disk.renameExclusive(copy, item.destination));
-        }
-        if (n < kept) {
-            ASSERT_TRUE(disk.renameExclusive(item.source, Paths::join(area, Paths::fileName(item.source))));
-        }
+    try {
+        (void)TransferExecution(*plan, disk, std::nullopt).run();
+    } catch (const Killed&) {
     }
 }
 
@@ -205,14 +197,14 @@ TEST(LibraryRecovery, AnInterruptedTransferIsShownAndPutRightWithEachPhotoOnceAf
     struct Row {
         const char* name;
         TransferKind kind;
-        int placed, kept;
+        int killedAtRename;  // two photos: renames 1-2 place their copies, 3-4 take a move's originals away
         bool openSource;
         QString finding;
         int atSource, atDestination;
     };
     const QList<Row> rows = {
-        {"copy stopped before placing", TransferKind::copy, 0, 0, false, QStringLiteral("Copia "), 2, 0},
-        {"move stopped taking originals away", TransferKind::move, 2, 1, true, QStringLiteral("Traslado "), 0, 2},
+        {"copy stopped before placing", TransferKind::copy, 1, false, QStringLiteral("Copia "), 2, 0},
+        {"move stopped taking originals away", TransferKind::move, 4, true, QStringLiteral("Traslado "), 0, 2},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
@@ -221,7 +213,7 @@ TEST(LibraryRecovery, AnInterruptedTransferIsShownAndPutRightWithEachPhotoOnceAf
         const QString dest = box.mkdir(QStringLiteral("dest"));
         box.write(QStringLiteral("src/DSC_0001.NEF"), makeNef(32, 24));
         box.write(QStringLiteral("src/DSC_0002.NEF"), makeNef(24, 32));
-        interrupt(src, dest, row.kind, row.placed, row.kept);
+        killBeforeRename(src, dest, row.kind, row.killedAtRename);
 
         Harness h;
         h.openAndPrepare(row.openSource ? src : dest);

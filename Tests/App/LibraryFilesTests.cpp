@@ -29,7 +29,7 @@ bool idle(const LibraryModel& m) { return !m.isSaving() && !m.isPreparing(); }
 TEST(LibraryMarks, EditsWithinTheDelayAreSavedOnceAndAnEditDuringASaveIsNotLost)
 {
     Sandbox sandbox;
-    const QString raw = sandbox.write(QStringLiteral("a.NEF"), nefWithDate());
+    const QString raw = sandbox.write(QStringLiteral("a.NEF"), makeNef(32, 24));
     auto saves = std::make_shared<std::atomic<int>>(0);
     XMPSaveSeam seam;
     seam.atStep = [saves](XMPSaveStep step) { if (step == XMPSaveStep::checked) ++*saves; };
@@ -66,7 +66,7 @@ TEST(LibraryMarks, AFolderGoneDuringTheSaveKeepsTheEditAndSwitchesAutosaveOff)
 {
     Sandbox sandbox;
     const QString folder = sandbox.mkdir(QStringLiteral("shoot"));
-    const QString raw = sandbox.write(QStringLiteral("shoot/a.NEF"), nefWithDate());
+    const QString raw = sandbox.write(QStringLiteral("shoot/a.NEF"), makeNef(32, 24));
     XMPSaveSeam seam;
     seam.atStep = [folder](XMPSaveStep step) {
         if (step == XMPSaveStep::checked)
@@ -95,7 +95,7 @@ TEST(LibraryTransfers, ATransferStartsOnlyWithNothingPendingAndReportsItsOutcome
         SCOPED_TRACE(row.status.toStdString());
         Sandbox sandbox;
         const QString folder = sandbox.mkdir(QStringLiteral("shoot"));
-        sandbox.write(QStringLiteral("shoot/a.NEF"), nefWithDate());
+        sandbox.write(QStringLiteral("shoot/a.NEF"), makeNef(32, 24));
         sandbox.write(QStringLiteral("shoot/a.xmp"), XmpFixtures::lightroom(2, std::nullopt));
         sandbox.write(QStringLiteral("shoot/b.jpg"), makeJpeg(8, 8));
         Harness h;
@@ -134,9 +134,9 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
         SCOPED_TRACE(row.name);
         Sandbox a;
         Sandbox b;
-        const QString raw = a.write(QStringLiteral("a.NEF"), nefWithDate());
+        const QString raw = a.write(QStringLiteral("a.NEF"), makeNef(32, 24));
         a.write(QStringLiteral("a.xmp"), row.sidecar);
-        b.write(QStringLiteral("b.NEF"), nefWithDate());
+        b.write(QStringLiteral("b.NEF"), makeNef(32, 24));
         Harness h;
         h.model->setAutoSave(row.autoSave);
         h.openAndPrepare(a.path());

@@ -4,6 +4,7 @@
 
 #include "LibraryTestSupport.h"
 #include "Model/NavigatorModel.h"
+#include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 #include "Support/XmpFixtures.h"
@@ -72,13 +73,13 @@ TEST(LibraryLoading, AFolderThatCannotBeReadEndsInItsMessageWithNothingBusy)
 TEST(LibraryLoading, PreparationReadsDatesAndSidecarsAndKeepsEachSidecarFailure)
 {
     Sandbox sandbox;
-    sandbox.write(QStringLiteral("a.NEF"), nefWithDate("2024:03:01 10:00:00"));
+    sandbox.write(QStringLiteral("a.NEF"), makeNef(32, 24, "2024:03:01 10:00:00"));
     sandbox.write(QStringLiteral("a.xmp"), XmpFixtures::lightroom(3, QStringLiteral("Red")));
-    sandbox.write(QStringLiteral("b.nef"), nefWithDate());
+    sandbox.write(QStringLiteral("b.nef"), makeNef(32, 24));
     sandbox.write(QStringLiteral("B.XMP"), XmpFixtures::captureOne(-1, QStringLiteral("Violeta")));
-    sandbox.write(QStringLiteral("c.NEF"), nefWithDate());
+    sandbox.write(QStringLiteral("c.NEF"), makeNef(32, 24));
     sandbox.write(QStringLiteral("c.xmp"), "<?xml version=\"1.0\"?><!DOCTYPE x [<!ENTITY e \"e\">]><x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>");
-    sandbox.write(QStringLiteral("e.jpg"), jpegWithDate("2024:03:01 09:00:00"));
+    sandbox.write(QStringLiteral("e.jpg"), makeJpeg(16, 12, ExifInfo{.dateTimeOriginal = "2024:03:01 09:00:00"}));
 
     Harness h;
     QSignalSpy dates(h.model.get(), &LibraryModel::captureDatesChanged);
@@ -108,8 +109,8 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     Sandbox b;
     const int count = 2 * LibraryModel::preparationBatchSize + 50;
     for (int i = 0; i < count; ++i)
-        a.write(QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0')), nefWithDate("2024:03:01 10:00:00"));
-    b.write(QStringLiteral("x.jpg"), jpegWithDate("2024:03:02 10:00:00"));
+        a.write(QStringLiteral("DSC_%1.NEF").arg(i, 4, 10, QLatin1Char('0')), makeNef(32, 24, "2024:03:01 10:00:00"));
+    b.write(QStringLiteral("x.jpg"), makeJpeg(16, 12, ExifInfo{.dateTimeOriginal = "2024:03:02 10:00:00"}));
     const auto datesIn = [](const LibraryModel& m, const QString& folder) {
         return std::count_if(m.captureDates().keyBegin(), m.captureDates().keyEnd(), [&](const QString& url) { return Paths::parent(url) == folder; });
     };

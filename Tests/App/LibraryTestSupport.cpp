@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Support/ImageFixtures.h"
 #include "Support/Paths.h"
 
 namespace vantelor::test {
@@ -93,16 +92,6 @@ void ScriptedScans::deliver(const Request& request, const QStringList& photoName
 void ScriptedScans::failWith(const Request& request, const Failure& failure) const
 {
     finishElsewhere(request.promise, Result<ScanSnapshot>(failure));
-}
-
-QByteArray nefWithDate(const char* date) { return makeNef(32, 24, date ? std::optional<QByteArray>(date) : std::nullopt); }
-
-QByteArray jpegWithDate(const char* date)
-{
-    ExifInfo info;
-    if (date)
-        info.dateTimeOriginal = QByteArray(date);
-    return makeJpeg(16, 12, info);
 }
 
 Harness::Harness(bool fakeScanner, int autosaveDelayMs, XMPSaveSeam seam)

@@ -70,10 +70,6 @@ inline PhotoItem photoAt(const QString& path)
     return PhotoItem(path, 1000, time, time, path);
 }
 
-// A small NEF and a small JPEG, each with its capture time if given.
-QByteArray nefWithDate(const char* date = nullptr);
-QByteArray jpegWithDate(const char* date = nullptr);
-
 // Delivers the answers already given (queued calls) without waiting for anything else.
 inline void settle() { for (int round = 0; round < 4; ++round) QCoreApplication::processEvents(); }
 // Waits (running the event loop) until the condition holds; false after ten seconds.

@@ -116,10 +116,8 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     };
 
     Harness h;
-    QList<int> done;
     qsizetype datesAtStop = -1;
     QObject::connect(h.model.get(), &LibraryModel::preparationChanged, [&] {
-        done.append(h.model->preparationDone());
         if (datesAtStop < 0 && h.model->isPreparing() && h.model->preparationDone() > 0) {
             h.model->stopPreparation();
             datesAtStop = datesIn(*h.model, a.path());
@@ -141,7 +139,7 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     h.openAndPrepare(b.path());
     EXPECT_EQ(datesIn(*h.model, a.path()), datesAtStop);
 
-    done.clear();
+    QList<int> done;
     QObject::connect(h.model.get(), &LibraryModel::preparationChanged, [&] { done.append(h.model->preparationDone()); });
     h.openAndPrepare(a.path());
     EXPECT_EQ(datesIn(*h.model, a.path()), count);

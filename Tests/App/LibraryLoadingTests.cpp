@@ -150,7 +150,7 @@ TEST(LibraryLoading, StoppedPreparationAppliesNothingMoreAndAReopenPreparesInSte
     EXPECT_EQ(h.model->status(), QStringLiteral("%1 fotos • RAW sin modificar").arg(count));
 }
 
-TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithItsFilters)
+TEST(LibraryTabs, ACompleteTabComesBackAtOnceAnIncompleteOneIsReadAgainAndAClosedOneGivesWayToItsNeighbour)
 {
     Harness h(true);
     h.model->open(QStringLiteral("/shoot/a"));
@@ -177,12 +177,9 @@ TEST(LibraryTabs, ACompleteTabComesBackAtOnceAndAnIncompleteOneIsReadAgainWithIt
     h.model->open(QStringLiteral("/shoot/b"));
     EXPECT_EQ(h.scans.created.size(), 3) << "a tab left mid-scan is read again";
     EXPECT_EQ(h.model->search(), QStringLiteral("3"));
-}
 
-TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
-{
-    Harness h(true);
-    for (const char* folder : {"/t/a", "/t/b", "/t/c", "/t/d", "/t/b"}) {
+    // Closing a tab opens its neighbour, or empties the window after the last one.
+    for (const char* folder : {"/shoot/c", "/shoot/d", "/shoot/b"}) {
         h.model->open(QString::fromLatin1(folder));
         if (h.scans.requests.last().promise->future().isRunning())
             h.scans.deliver(h.scans.requests.last(), {QStringLiteral("p.jpg")}, true);
@@ -190,14 +187,14 @@ TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
     }
     struct Row { const char* name; QString close; std::optional<QString> folder; QStringList tabs; };
     const QList<Row> rows = {
-        {"the current one: the next opens", "/t/b", "/t/c", {"/t/a", "/t/c", "/t/d"}},
-        {"another one: the current stays", "/t/d", "/t/c", {"/t/a", "/t/c"}},
-        {"the current and last: the one before opens", "/t/c", "/t/a", {"/t/a"}},
-        {"the only one", "/t/a", std::nullopt, {}},
+        {"the current one: the next opens", "/shoot/b", "/shoot/c", {"/shoot/a", "/shoot/c", "/shoot/d"}},
+        {"another one: the current stays", "/shoot/d", "/shoot/c", {"/shoot/a", "/shoot/c"}},
+        {"the current and last: the one before opens", "/shoot/c", "/shoot/a", {"/shoot/a"}},
+        {"the only one", "/shoot/a", std::nullopt, {}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const int clears = h.previews.clears;
+        const int clearsBefore = h.previews.clears;
         h.model->closeTab(row.close);
         EXPECT_EQ(h.model->folder(), row.folder);
         EXPECT_EQ(h.model->tabs(), row.tabs);
@@ -205,7 +202,7 @@ TEST(LibraryTabs, ClosingATabOpensItsNeighbourOrEmptiesTheWindow)
         if (!row.folder) {
             EXPECT_TRUE(h.model->photos().isEmpty() && h.model->visiblePhotos().isEmpty());
             EXPECT_FALSE(h.model->selectedID().has_value());
-            EXPECT_GT(h.previews.clears, clears);
+            EXPECT_GT(h.previews.clears, clearsBefore);
         }
     }
 }

@@ -52,11 +52,6 @@ std::pair<ThumbnailCache::State, bool> stateOf(ThumbnailCache& cache, const Phot
     return {state, !pixmap.isNull()};
 }
 
-TransferItem item(const QString& name, qint64 bytes)
-{
-    return {QStringLiteral("/fotos/") + name, QStringLiteral("/destino/") + name, QString(64, QLatin1Char('0')), bytes};
-}
-
 } // namespace
 
 // Qt's dialog lists names through QFile::decodeName, so a folder whose name is not UTF-8 comes
@@ -181,6 +176,9 @@ TEST(ThumbnailCache, LoadsWhatIsOnScreenOnceAndDropsTheRest)
 // counts every file.
 TEST(TransferSheet, GroupsAssociatedFilesUnderTheirPhoto)
 {
+    const auto item = [](const QString& name, qint64 bytes) {
+        return TransferItem{QStringLiteral("/fotos/") + name, QStringLiteral("/destino/") + name, QString(64, QLatin1Char('0')), bytes};
+    };
     TransferPlan plan;
     plan.kind = TransferKind::move;
     plan.destination = QStringLiteral("/destino");
@@ -198,16 +196,12 @@ TEST(TransferSheet, GroupsAssociatedFilesUnderTheirPhoto)
 
     QTreeWidget* list = sheet.list();
     ASSERT_EQ(list->topLevelItemCount(), 3);
-    struct Row { QString headPrefix; int files; };
-    const Row rows[] = {
-        {QStringLiteral("DSC_0001.NEF"), 3},
-        {QStringLiteral("dsc_0002.nef"), 2},
-        {QStringLiteral("Playa-\uFFFDt\uFFFD.JPG"), 1},
-    };
+    // Each head, and how many files its group holds.
+    const std::pair<QString, int> groups[] = {{"DSC_0001.NEF", 3}, {"dsc_0002.nef", 2}, {"Playa-\uFFFDt\uFFFD.JPG", 1}};
     for (int i = 0; i < 3; ++i) {
         QTreeWidgetItem* top = list->topLevelItem(i);
-        EXPECT_TRUE(top->text(0).startsWith(rows[i].headPrefix)) << top->text(0).toStdString();
-        EXPECT_EQ(top->childCount(), rows[i].files) << top->text(0).toStdString();
+        EXPECT_TRUE(top->text(0).startsWith(groups[i].first)) << top->text(0).toStdString();
+        EXPECT_EQ(top->childCount(), groups[i].second) << top->text(0).toStdString();
         EXPECT_FALSE(top->text(1).isEmpty());
     }
     EXPECT_TRUE(sheet.totalText().startsWith(QStringLiteral("3 fotos · 6 archivos"))) << sheet.totalText().toStdString();

@@ -53,19 +53,15 @@ struct Session {
         app->mainWindow().activateWindow();
         (void)QTest::qWaitForWindowActive(&app->mainWindow());
         library().open(folder.path());
+        EXPECT_TRUE(eventually([this] {
+            return !library().isPreparing() && library().visiblePhotos().size() == 4 && library().selectedID().has_value()
+                && library().snapshots().contains(folder.file(QStringLiteral("DSC_0001.NEF")));
+        })) << "the folder is read and its first photo chosen";
     }
 
     LibraryModel& library() const { return app->library(); }
     ContentView& content() const { return *app->mainWindow().content(); }
     QString url(int visible) const { return library().visiblePhotos().at(visible).url; }
-
-    bool loaded() const
-    {
-        return eventually([this] {
-            return !library().isPreparing() && library().visiblePhotos().size() == 4 && library().selectedID().has_value()
-                && library().snapshots().contains(folder.file(QStringLiteral("DSC_0001.NEF")));
-        });
-    }
 
     void select(const QString& name) const { library().select(folder.file(name)); }
 
@@ -87,7 +83,6 @@ void click(QMessageBox* box, const QString& text)
 TEST(MainWindowFlow, KeysAndDropsDriveTheWindowAndTheFilmstripFollows)
 {
     Session session;
-    ASSERT_TRUE(session.loaded());
     const auto* strip = qobject_cast<PhotoListModel*>(session.content().filmstrip()->model());
     ASSERT_NE(strip, nullptr);
     EXPECT_EQ(session.content().sheet()->model(), strip);
@@ -150,7 +145,6 @@ TEST(MainWindowFlow, KeysAndDropsDriveTheWindowAndTheFilmstripFollows)
 TEST(MainWindowFlow, ArrowsBelongToTheFocusedControlOrGoBackToThePhotos)
 {
     Session session;
-    ASSERT_TRUE(session.loaded());
     ShortcutStore& shortcuts = session.library().shortcuts();
     for (const auto& [action, key, evdev] : {std::tuple(ActionID::previous, Qt::Key_Up, KEY_UP), std::tuple(ActionID::next, Qt::Key_Down, KEY_DOWN)}) {
         const QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, evdev + 8, 0, 0, {});
@@ -195,7 +189,6 @@ TEST(MainWindowFlow, ConflictAlertLoadsOrMerges)
     for (const bool merge : {false, true}) {
         SCOPED_TRACE(merge);
         Session session;
-        ASSERT_TRUE(session.loaded());
         LibraryModel& library = session.library();
         const QString url = session.folder.file(QStringLiteral("DSC_0001.NEF"));
         library.select(url);
@@ -233,7 +226,6 @@ TEST(MainWindowFlow, QuittingWithPendingNefEditsAsks)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.button.toStdString());
         Session session;
-        ASSERT_TRUE(session.loaded());
         QSignalSpy terminated(session.app.get(), &VantelorCullingApp::terminated);
         session.select(row.photo);
         session.library().setAutoSave(false);

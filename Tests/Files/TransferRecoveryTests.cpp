@@ -89,6 +89,26 @@ TEST(TransferRecovery, AnOriginalIsPurgedOnlyWhileItsCopyStillVerifies)
     EXPECT_EQ(readFile(kept), shoot.originals.at(shoot.src + "/DSC_0001.xmp"));
 }
 
+// Originals the user deleted by hand from a finished move's recovery folder leave only its
+// journal: there is nothing left to report, so the folder goes.
+TEST(TransferRecovery, AFinishedMoveWithNoOriginalLeftIsTidiedAway)
+{
+    Shoot shoot(1);
+    const TransferPlan plan = shoot.plan(TransferKind::move);
+    crashBefore(plan, Call::copy, 0);
+    const QString kept = shoot.src + "/" + TransferExecution::recoveryAreaName() + "/" + plan.idText();
+    for (const QString& name : visibleNames(kept)) {
+        if (name != TransferExecution::journalName()) {
+            ASSERT_EQ(::unlink(Paths::encode(Paths::join(kept, name)).constData()), 0);
+        }
+    }
+
+    const CliRun run = runCli({QStringLiteral("recover"), shoot.src});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_FALSE(run.out.contains("terminado")) << run.out.toStdString();
+    EXPECT_EQ(allNames(shoot.src), QStringList());
+}
+
 TEST(TransferRecovery, AnOriginalBackHomeIsNeverWrittenOver)
 {
     Shoot shoot(1);

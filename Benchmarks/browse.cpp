@@ -26,8 +26,8 @@
 
 #include "Model/LibraryModel.h"
 #include "Previews/PreviewService.h"
+#include "BenchmarkSupport.h"
 #include "Support/ImageFixtures.h"
-#include "Support/ProcessStatus.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 

@@ -15,8 +15,8 @@
 
 #include "Previews/FocusPeaking.h"
 #include "Previews/PreviewServiceProbe.h"
+#include "BenchmarkSupport.h"
 #include "Support/ImageFixtures.h"
-#include "Support/ProcessStatus.h"
 #include "Support/Paths.h"
 #include "Support/Sandbox.h"
 

@@ -1,7 +1,6 @@
 #include "Support/ImageFixtures.h"
 
 #include <algorithm>
-#include <random>
 
 #include <turbojpeg.h>
 
@@ -31,7 +30,7 @@ QByteArray compress(const uchar* pixels, const QImage& image, int pitch, int for
 
 } // namespace
 
-void addIfd0Tags(TiffIfd& ifd0, const ExifInfo& info)
+static void addIfd0Tags(TiffIfd& ifd0, const ExifInfo& info)
 {
     if (info.make)
         ifd0.ascii(tagMake, *info.make);
@@ -81,22 +80,6 @@ QImage patternImage(int width, int height, QColor tint)
     painter.fillRect(width - mark, 0, mark, mark, Qt::green);
     painter.fillRect(0, height - mark, mark, mark, Qt::blue);
     painter.end();
-    return image;
-}
-
-QImage cameraFrame(int width, int height, unsigned seed)
-{
-    QImage image = patternImage(width, height, QColor(90, 120, 160));
-    std::mt19937 random(seed);
-    std::uniform_int_distribution<int> noise(-6, 6);
-    for (int y = 0; y < height; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < width; ++x) {
-            const int n = noise(random);
-            const QRgb p = line[x];
-            line[x] = qRgb(std::clamp(qRed(p) + n, 0, 255), std::clamp(qGreen(p) + n, 0, 255), std::clamp(qBlue(p) + n, 0, 255));
-        }
-    }
     return image;
 }
 

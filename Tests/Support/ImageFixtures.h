@@ -25,17 +25,13 @@ struct ExifInfo {
     std::optional<QByteArray> thumbnailJpeg = {};              // IFD1 thumbnail (JPEG files)
 };
 
-// The IFD0 tags and EXIF IFD of an ExifInfo, for building larger structures.
+// The EXIF IFD of an ExifInfo, for building larger structures.
 TiffIfd exifIfd(const ExifInfo& info);
-void addIfd0Tags(TiffIfd& ifd0, const ExifInfo& info);
 
 // A test image: a colour gradient with a grid of sharp lines, so that scaling, orientation and
 // focus peaking have something to see. Corners are marked (top-left red, top-right green,
 // bottom-left blue) so that a rotation can be told apart from a mirror.
 QImage patternImage(int width, int height, QColor tint = QColor(128, 128, 128));
-// A sensor-like frame for benchmarks: the pattern under fine noise, which is what makes camera
-// JPEGs as big as they are.
-QImage cameraFrame(int width, int height, unsigned seed);
 
 // A baseline JPEG of the image (libjpeg-turbo), with an "Exif" APP1 segment when info is given.
 QByteArray makeJpeg(const QImage& image, int quality = 85, const std::optional<ExifInfo>& info = std::nullopt);

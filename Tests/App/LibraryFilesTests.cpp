@@ -136,7 +136,6 @@ TEST(LibraryTabs, ATabWithEditsThatCannotBeSavedStaysOpen)
         ASSERT_TRUE(eventually([&] { return !h.model->autoSave() && idle(*h.model); }));
         EXPECT_EQ(h.model->metadataStatus(), row.status);
         EXPECT_FALSE(h.model->folderError().has_value());
-        EXPECT_EQ(h.model->dirty().value(raw).rating, 3);
         EXPECT_EQ(h.model->mark(raw).rating, 3);
         h.openAndPrepare(b.path());
 

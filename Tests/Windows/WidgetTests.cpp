@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
-#include <QMouseEvent>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTreeWidget>
@@ -22,16 +21,11 @@ namespace {
 
 void drag(QWidget& handle, const QList<int>& moves)
 {
-    const QPointF start(20, 3);
-    const QPointF global = handle.mapToGlobal(start);
-    QMouseEvent press(QEvent::MouseButtonPress, start, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&handle, &press);
-    for (int dy : moves) {
-        QMouseEvent move(QEvent::MouseMove, start + QPointF(0, dy), global + QPointF(0, dy), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&handle, &move);
-    }
-    QMouseEvent release(QEvent::MouseButtonRelease, start, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(&handle, &release);
+    const QPoint start(20, 3);
+    QTest::mousePress(&handle, Qt::LeftButton, {}, start);
+    for (int dy : moves)
+        QTest::mouseMove(&handle, start + QPoint(0, dy));
+    QTest::mouseRelease(&handle, Qt::LeftButton, {}, start);
 }
 
 // Paints a frame in which exactly these photos are on screen.

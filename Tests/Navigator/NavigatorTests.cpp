@@ -123,14 +123,11 @@ TEST_F(NavigatorTree, LabelsRoundTripThroughTheFileManagersTags)
     EXPECT_EQ(model->label(home), SessionLabel::red) << "shown at once";
     EXPECT_TRUE(eventually([&] { return tagsOf(home) == QByteArray("boda,\xff\xfe,Clientes,Rojo"); }));
 
-    auto reopened = makeNavigator(sandbox);
-    EXPECT_TRUE(eventually([&] { return reopened->label(home) == SessionLabel::red; }));
-
-    // A value longer than the first read's buffer.
+    // A navigator started later reads the tags back, even a value longer than the first read's buffer.
     const QByteArray longTag(3000, 'x');
     setTags(home, longTag + ",Verde");
-    auto third = makeNavigator(sandbox);
-    EXPECT_TRUE(eventually([&] { return third->label(home) == SessionLabel::green; }));
+    auto reopened = makeNavigator(sandbox);
+    EXPECT_TRUE(eventually([&] { return reopened->label(home) == SessionLabel::green; }));
 
     // With no other tag, the attribute goes rather than staying empty.
     setTags(home, "Azul");

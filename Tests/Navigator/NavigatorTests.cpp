@@ -66,9 +66,7 @@ std::optional<QByteArray> tagsOf(const QString& folder)
 {
     char value[8192];
     const ssize_t size = ::getxattr(Paths::encode(folder).constData(), "user.xdg.tags", value, sizeof value);
-    if (size < 0)
-        return std::nullopt;
-    return QByteArray(value, size);
+    return size < 0 ? std::nullopt : std::optional(QByteArray(value, size));
 }
 
 void setTags(const QString& folder, const QByteArray& value)

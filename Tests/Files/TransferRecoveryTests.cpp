@@ -97,11 +97,10 @@ TEST(TransferRecovery, AFinishedMoveWithNoOriginalLeftIsTidiedAway)
     const TransferPlan plan = shoot.plan(TransferKind::move);
     crashBefore(plan, Call::copy, 0);
     const QString kept = shoot.src + "/" + TransferExecution::recoveryAreaName() + "/" + plan.idText();
-    for (const QString& name : visibleNames(kept)) {
-        if (name != TransferExecution::journalName()) {
-            ASSERT_EQ(::unlink(Paths::encode(Paths::join(kept, name)).constData()), 0);
-        }
-    }
+    QStringList originals = visibleNames(kept);
+    originals.removeOne(TransferExecution::journalName());
+    for (const QString& name : originals)
+        ASSERT_EQ(::unlink(Paths::encode(Paths::join(kept, name)).constData()), 0);
 
     const CliRun run = runCli({QStringLiteral("recover"), shoot.src});
     EXPECT_EQ(run.status, 0);

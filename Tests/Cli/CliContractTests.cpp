@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <QJsonArray>
-#include <QJsonObject>
 
 #include "Files/TransferPlan.h"
 #include "Input/ShortcutProfile.h"

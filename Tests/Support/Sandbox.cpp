@@ -23,16 +23,6 @@ Sandbox::Sandbox(const QString& where)
 {
 }
 
-namespace {
-
-int removeEntry(const char* path, const struct stat*, int, struct FTW*)
-{
-    ::remove(path);
-    return 0;  // go on whatever one entry did
-}
-
-} // namespace
-
 Sandbox::~Sandbox()
 {
     if (m_path.isEmpty() || m_path == QStringLiteral("/"))
@@ -44,7 +34,10 @@ Sandbox::~Sandbox()
             ::chmod(path, (st->st_mode & 07777) | 0700);
         return 0;
     }, 32, FTW_PHYS);
-    ::nftw(root.constData(), removeEntry, 32, FTW_DEPTH | FTW_PHYS);
+    ::nftw(root.constData(), [](const char* path, const struct stat*, int, struct FTW*) {
+        ::remove(path);
+        return 0;  // go on whatever one entry did
+    }, 32, FTW_DEPTH | FTW_PHYS);
 }
 
 QString Sandbox::file(const QString& relative) const

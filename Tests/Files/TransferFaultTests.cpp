@@ -1,4 +1,6 @@
 #include <cerrno>
+#include <csignal>
+#include <sys/resource.h>
 
 #include "TransferTestSupport.h"
 
@@ -147,4 +149,22 @@ TEST(TransferFaults, OtherVolumesAreFullLockedOrCopiedAcross)
     ASSERT_TRUE(receipt.ok()) << receipt.message().toStdString();
     EXPECT_EQ(expectNothingLost(fixture.originals, other), itemCount);
     EXPECT_EQ(visibleNames(fixture.src), QStringList());
+}
+
+// A journal cut short by the file size limit (as by a full disk) is an error and leaves nothing:
+// the close that follows must not hide the failed write.
+TEST(TransferFaults, AJournalWrittenOnlyInPartIsAnErrorAndIsRemoved)
+{
+    Sandbox box;
+    const QString journal = box.file(QStringLiteral("journal.json"));
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{1000, limit.rlim_max};
+    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const Status written = TransferFileSystem().writeNewFile(journal, QByteArray(5000, 'j'));
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::signal(SIGXFSZ, handler);
+    EXPECT_EQ(written.message(), SystemError(EFBIG, journal).message());
+    EXPECT_FALSE(pathExists(journal));
 }

@@ -1,6 +1,4 @@
 #include <cerrno>
-#include <csignal>
-#include <sys/resource.h>
 
 #include "TransferTestSupport.h"
 
@@ -157,14 +155,8 @@ TEST(TransferFaults, AJournalWrittenOnlyInPartIsAnErrorAndIsRemoved)
 {
     Sandbox box;
     const QString journal = box.file(QStringLiteral("journal.json"));
-    rlimit limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit small{1000, limit.rlim_max};
-    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const Status written = TransferFileSystem().writeNewFile(journal, QByteArray(5000, 'j'));
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::signal(SIGXFSZ, handler);
-    EXPECT_EQ(written.message(), SystemError(EFBIG, journal).message());
+    std::optional<Status> written;
+    underFileSizeLimit(1000, [&] { written = TransferFileSystem().writeNewFile(journal, QByteArray(5000, 'j')); });
+    EXPECT_EQ(written->message(), SystemError(EFBIG, journal).message());
     EXPECT_FALSE(pathExists(journal));
 }

@@ -1,6 +1,4 @@
 #include <cerrno>
-#include <csignal>
-#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
@@ -262,15 +260,9 @@ TEST(ShortcutProfileFile, AWriteThatFailsLeavesNoFileAndNoDescriptor)
     const auto descriptors = [] { return QDir(QStringLiteral("/proc/self/fd")).count(); };
     const auto before = descriptors();
     // A file-size limit makes the write fail part-way, as a full disk would.
-    rlimit limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit small{100, limit.rlim_max};
-    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const Status written = ShortcutProfileFile::write(ShortcutProfile::defaults(), path);
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::signal(SIGXFSZ, handler);
-    EXPECT_EQ(written.message(), SystemError(EFBIG, path).message());
+    std::optional<Status> written;
+    test::underFileSizeLimit(100, [&] { written = ShortcutProfileFile::write(ShortcutProfile::defaults(), path); });
+    EXPECT_EQ(written->message(), SystemError(EFBIG, path).message());
     EXPECT_FALSE(sandbox.exists(QStringLiteral("perfil.json")));
     EXPECT_EQ(descriptors(), before);
     ASSERT_TRUE(ShortcutProfileFile::write(ShortcutProfile::defaults(), path).ok());

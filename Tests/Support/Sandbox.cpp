@@ -1,12 +1,14 @@
 #include "Support/Sandbox.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <ctime>
 #include <dirent.h>
 #include <ftw.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -193,6 +195,19 @@ void fillUp(const QString& folder)
     while (::write(fd, block.constData(), size_t(block.size())) > 0) {
     }
     ::close(fd);
+}
+
+void underFileSizeLimit(qint64 bytes, const std::function<void()>& write)
+{
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{rlim_t(bytes), limit.rlim_max};
+    // Past the limit the kernel also signals SIGXFSZ, which would end the test program.
+    const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    write();
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::signal(SIGXFSZ, handler);
 }
 
 EnvironmentGuard::~EnvironmentGuard()

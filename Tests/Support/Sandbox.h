@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -67,6 +68,9 @@ private:
 };
 // Writes a "filler" file in the folder until its volume is full.
 void fillUp(const QString& folder);
+// Runs `write` with new files limited to `bytes`, so that a write fails part-way as on a full
+// disk, without root or a volume of its own.
+void underFileSizeLimit(qint64 bytes, const std::function<void()>& write);
 
 // Environment variables (HOME, XDG_*, TZ) set for one test and put back as they were.
 class EnvironmentGuard {

@@ -34,8 +34,6 @@ public:
     // opening this window for `window`; the caller puts it into a menu.
     static QAction* preferencesAction(ShortcutStore& store, QWidget* window);
 
-    KeyboardInput* keyboardInput() const { return m_input; }
-
 protected:
     void hideEvent(QHideEvent* event) override;
 

@@ -472,7 +472,12 @@ void NavigatorModel::setLabel(const QString& folder, SessionLabel label)
 {
     m_labels.insert(folder, label);
     foldersChanged(folder);
-    m_folderLabels.write(folder, label).then(this, [this, folder, label](bool stored) {
+    const quint64 write = ++m_labelWrites;
+    m_newestLabelWrite.insert(folder, write);
+    m_folderLabels.write(folder, label).then(this, [this, folder, label, write](bool stored) {
+        // The newer write settles the label and where it is kept.
+        if (m_newestLabelWrite.value(folder) != write)
+            return;
         if (stored || label == SessionLabel::none)
             m_fallbackLabels.remove(folder);
         else

@@ -150,6 +150,10 @@ private:
     QStringList m_recent;
     QStringList m_favorites;
     QHash<QString, SessionLabel> m_labels;
+    // The newest label write asked for each folder: an older write that ends later must not
+    // bring back a colour the user has already replaced.
+    QHash<QString, quint64> m_newestLabelWrite;
+    quint64 m_labelWrites = 0;
     // Labels of folders whose file system refused the tags attribute.
     QHash<QString, SessionLabel> m_fallbackLabels;
     QSet<QString> m_missing;
